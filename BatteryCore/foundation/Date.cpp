@@ -1,0 +1,89 @@
+#include "BatteryCore/foundation/Date.hpp"
+
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
+#include <unicode/unistr.h>
+
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+namespace batterycore {
+
+std::string toIso8601(Date date) {
+  using namespace std::chrono;
+  // Round to the millisecond first, so 10:00:00.9996 becomes 10:00:01.
+  const auto ms = sys_time<milliseconds>{milliseconds{
+      static_cast<long long>(std::llround(secondsSince1970(date) * 1000.0))}};
+  const auto day = floor<days>(ms);
+  const year_month_day ymd{day};
+  const hh_mm_ss<milliseconds> time{ms - day};
+  char buffer[40];
+  const long long millis = time.subseconds().count();
+  if (millis == 0) {
+    std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02lld:%02lld:%02lldZ",
+                  static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
+                  static_cast<unsigned>(ymd.day()), static_cast<long long>(time.hours().count()),
+                  static_cast<long long>(time.minutes().count()),
+                  static_cast<long long>(time.seconds().count()));
+  } else {
+    std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02lld:%02lld:%02lld.%03lldZ",
+                  static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
+                  static_cast<unsigned>(ymd.day()), static_cast<long long>(time.hours().count()),
+                  static_cast<long long>(time.minutes().count()),
+                  static_cast<long long>(time.seconds().count()), millis);
+  }
+  return buffer;
+}
+
+namespace {
+
+// ICU's SimpleDateFormat does the parsing: "S" accepts any number of fraction
+// digits and scales them to milliseconds; "XXX" accepts "Z" and "+01:00",
+// "XX" accepts "+0100". A formatter is not safe to share while parsing, and
+// costly to build, so each thread keeps its own four.
+struct Iso8601Parsers {
+  std::unique_ptr<icu::SimpleDateFormat> formats[4];
+
+  Iso8601Parsers() {
+    const char16_t* patterns[4] = {u"yyyy-MM-dd'T'HH:mm:ssXXX", u"yyyy-MM-dd'T'HH:mm:ss.SXXX",
+                                   u"yyyy-MM-dd'T'HH:mm:ssXX", u"yyyy-MM-dd'T'HH:mm:ss.SXX"};
+    for (int i = 0; i < 4; ++i) {
+      UErrorCode status = U_ZERO_ERROR;
+      auto format = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(patterns[i]),
+                                                            icu::Locale::getRoot(), status);
+      if (U_SUCCESS(status)) {
+        format->adoptTimeZone(icu::TimeZone::createTimeZone("UTC"));
+        format->setLenient(false);
+        formats[i] = std::move(format);
+      }
+    }
+  }
+};
+
+std::optional<Date> parseWith(const icu::SimpleDateFormat* format, const icu::UnicodeString& text) {
+  if (format == nullptr) {
+    return std::nullopt;
+  }
+  icu::ParsePosition position(0);
+  const UDate millis = format->parse(text, position);
+  if (position.getErrorIndex() >= 0 || position.getIndex() != text.length()) {
+    return std::nullopt;
+  }
+  return dateFromSecondsSince1970(millis / 1000.0);
+}
+
+}  // namespace
+
+std::optional<Date> parseIso8601(std::string_view text) {
+  thread_local const Iso8601Parsers parsers;
+  const auto unicode =
+      icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+  const int fraction = text.find('.') != std::string_view::npos ? 1 : 0;
+  if (auto date = parseWith(parsers.formats[fraction].get(), unicode)) {
+    return date;
+  }
+  return parseWith(parsers.formats[2 + fraction].get(), unicode);
+}
+
+}  // namespace batterycore

@@ -1,0 +1,17 @@
+# Warnings and sanitizers as named options. kestrin_apply_options() is called on
+# every target of ours; consumers of the installed package never see these flags.
+add_library(kestrin_options INTERFACE)
+target_compile_options(kestrin_options INTERFACE -Wall -Wextra -Wpedantic)
+if(KESTRIN_WERROR)
+  target_compile_options(kestrin_options INTERFACE -Werror)
+endif()
+if(KESTRIN_SANITIZE)
+  # No recovery: a report must fail the run, not scroll past.
+  set(_kestrin_san -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(kestrin_options INTERFACE ${_kestrin_san})
+  target_link_options(kestrin_options INTERFACE ${_kestrin_san})
+endif()
+
+function(kestrin_apply_options target)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:kestrin_options>)
+endfunction()
