@@ -1,0 +1,80 @@
+#include "BatteryCore/foundation/Date.hpp"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <type_traits>
+
+namespace batterycore {
+namespace {
+
+// A span plus a span is a span; a moment plus a moment is not allowed.
+static_assert(std::is_same_v<decltype(Seconds{1} + Seconds{2}), Seconds>);
+static_assert(std::is_same_v<decltype(Date{} + Seconds{1}), Date>);
+static_assert(!std::is_invocable_v<std::plus<>, Date, Date>);
+
+TEST(Date, HeaderExampleHolds) {
+  const Date t = dateFromSecondsSince1970(1767225600.0);
+  EXPECT_EQ(toIso8601(t + Seconds{600}), "2026-01-01T00:10:00Z");
+  EXPECT_EQ(toIso8601(t + std::chrono::minutes{10}), "2026-01-01T00:10:00Z");
+}
+
+TEST(Date, WritesWholeSecondsWithoutFractionAndMillisecondsOtherwise) {
+  struct Case {
+    double seconds;
+    const char* text;
+  };
+  const Case cases[] = {
+      {1772877600.0, "2026-03-07T10:00:00Z"},
+      {1772877600.25, "2026-03-07T10:00:00.250Z"},
+      {1772877600.0004, "2026-03-07T10:00:00Z"},       // below half a millisecond
+      {1772877600.9996, "2026-03-07T10:00:01Z"},       // rounds into the next second
+      {0.5, "1970-01-01T00:00:00.500Z"},
+      {-1.0, "1969-12-31T23:59:59Z"},
+      {951782400.0, "2000-02-29T00:00:00Z"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(toIso8601(dateFromSecondsSince1970(c.seconds)), c.text) << c.seconds;
+  }
+}
+
+TEST(Date, ReadsAnyFractionLengthAndOffset) {
+  struct Case {
+    const char* text;
+    double seconds;
+  };
+  const Case cases[] = {
+      {"2026-03-07T10:00:00Z", 1772877600.0},
+      {"2026-03-07T10:00:00.25Z", 1772877600.25},
+      {"2026-03-07T10:00:00.250Z", 1772877600.25},
+      {"2026-03-07T10:00:00.250000Z", 1772877600.25},
+      {"2026-03-07T11:00:00+01:00", 1772877600.0},
+      {"2026-03-07T05:00:00-05:00", 1772877600.0},
+      {"2026-03-07T05:00:00-0500", 1772877600.0},
+      {"2026-03-07T10:00:00.5+00:00", 1772877600.5},
+  };
+  for (const auto& c : cases) {
+    const auto date = parseIso8601(c.text);
+    ASSERT_TRUE(date.has_value()) << c.text;
+    EXPECT_NEAR(secondsSince1970(*date), c.seconds, 1e-6) << c.text;
+  }
+}
+
+TEST(Date, RejectsTextThatIsNotADate) {
+  for (const char* text : {"", "yesterday", "2026-03-07", "2026-03-07T10:00:00", "2026-13-07T10:00:00Z",
+                           "2026-03-07T10:00:00Zjunk", "2026-02-30T10:00:00Z"}) {
+    EXPECT_FALSE(parseIso8601(text).has_value()) << text;
+  }
+}
+
+TEST(Date, RoundTripsThroughText) {
+  for (const double seconds : {0.0, 1767225600.0, 1767225600.125, 1893456000.999}) {
+    const Date date = dateFromSecondsSince1970(seconds);
+    const auto back = parseIso8601(toIso8601(date));
+    ASSERT_TRUE(back);
+    EXPECT_NEAR(secondsBetween(date, *back), 0.0, 0.0005);
+  }
+}
+
+}  // namespace
+}  // namespace batterycore
