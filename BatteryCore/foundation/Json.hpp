@@ -68,12 +68,13 @@ struct JsonCoding<T> {
   static T decode(const Json& json) {
     if (!json.is_number_integer()) throw DecodingError("expected an integer");
     if constexpr (std::is_unsigned_v<T>) {
-      if (json.is_number_unsigned()) {
-        const auto value = json.get<std::uint64_t>();
-        if (value > std::numeric_limits<T>::max()) throw DecodingError("integer out of range");
-        return static_cast<T>(value);
+      // Parsed text gives unsigned numbers; values built in code may be signed.
+      if (!json.is_number_unsigned() && json.get<std::int64_t>() < 0) {
+        throw DecodingError("expected an unsigned integer");
       }
-      throw DecodingError("expected an unsigned integer");
+      const auto value = json.get<std::uint64_t>();
+      if (value > std::numeric_limits<T>::max()) throw DecodingError("integer out of range");
+      return static_cast<T>(value);
     } else {
       if (json.is_number_unsigned() &&
           json.get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<T>::max())) {
