@@ -1,5 +1,6 @@
 #include "BatteryCore/text/Template.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <vector>
 
@@ -9,40 +10,50 @@ namespace {
 
 struct Placeholder {
   std::size_t start = 0;
-  std::size_t end = 0;     // one past the placeholder
-  int position = 0;        // 1-based value position
+  std::size_t end = 0;  // one past the placeholder
+  int position = 0;     // 1-based value position
   bool isText = false;
 };
 
-// Parses every placeholder; absent when the template is malformed. Numbered
-// and sequential placeholders may not be mixed.
+// No text carries more values than this; a larger number is a typo, and
+// refusing it keeps placeholderSignature() small.
+constexpr int kMaxPosition = 99;
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Every placeholder of the template, in text order; absent when the template
+// is malformed: a lone "%" at the end, a conversion we do not know, a position
+// over kMaxPosition, numbered and unnumbered placeholders mixed, or one
+// position asked for as text and as a number.
 std::optional<std::vector<Placeholder>> parse(std::string_view format) {
   std::vector<Placeholder> found;
   int sequential = 0;
   bool numbered = false;
-  for (std::size_t i = 0; i < format.size(); ++i) {
-    if (format[i] != '%') continue;
-    Placeholder p;
-    p.start = i;
-    std::size_t j = i + 1;
-    if (j >= format.size()) return std::nullopt;
-    if (format[j] == '%') {
+  std::size_t i = 0;
+  while (i < format.size()) {
+    if (format[i] != '%') {
       ++i;
       continue;
     }
-    // Optional "N$".
+    std::size_t j = i + 1;
+    if (j >= format.size()) return std::nullopt;
+    if (format[j] == '%') {
+      i = j + 1;
+      continue;
+    }
+    Placeholder p;
+    p.start = i;
     std::size_t digitsEnd = j;
-    while (digitsEnd < format.size() && format[digitsEnd] >= '0' && format[digitsEnd] <= '9') ++digitsEnd;
+    while (digitsEnd < format.size() && isDigit(format[digitsEnd])) ++digitsEnd;
     if (digitsEnd > j && digitsEnd < format.size() && format[digitsEnd] == '$') {
-      int position = 0;
-      const auto [ptr, error] = std::from_chars(format.data() + j, format.data() + digitsEnd, position);
-      if (error != std::errc{} || ptr != format.data() + digitsEnd || position < 1) return std::nullopt;
-      p.position = position;
+      const auto [ptr, error] = std::from_chars(format.data() + j, format.data() + digitsEnd, p.position);
+      if (error != std::errc{} || p.position < 1 || p.position > kMaxPosition) return std::nullopt;
       numbered = true;
       j = digitsEnd + 1;
     } else {
       p.position = ++sequential;
     }
+    if (numbered && sequential > 0) return std::nullopt;
     if (j >= format.size()) return std::nullopt;
     if (format[j] == '@') {
       p.isText = true;
@@ -53,40 +64,30 @@ std::optional<std::vector<Placeholder>> parse(std::string_view format) {
       if (k - j > 2 || k >= format.size() || (format[k] != 'd' && format[k] != 'i')) return std::nullopt;
       p.end = k + 1;
     }
-    if (numbered && sequential > 0) return std::nullopt;
+    for (const auto& earlier : found) {
+      if (earlier.position == p.position && earlier.isText != p.isText) return std::nullopt;
+    }
     found.push_back(p);
-    i = p.end - 1;
+    i = p.end;
   }
   return found;
 }
 
-}  // namespace
-
-std::optional<std::string> renderTemplate(std::string_view format, std::span<const TemplateArg> args) {
-  const auto placeholders = parse(format);
-  if (!placeholders) return std::nullopt;
-  std::vector<bool> used(args.size(), false);
-  for (const auto& p : *placeholders) {
-    if (p.position > static_cast<int>(args.size())) return std::nullopt;
-    const auto& arg = args[static_cast<std::size_t>(p.position - 1)];
-    if (arg.isText() != p.isText) return std::nullopt;
-    used[static_cast<std::size_t>(p.position - 1)] = true;
-  }
-  for (const bool u : used) {
-    if (!u) return std::nullopt;
-  }
-
+// Copies the template with "%%" made "%" and each placeholder replaced by
+// `fill(placeholder)`.
+template <class Fill>
+std::string substitute(std::string_view format, const std::vector<Placeholder>& placeholders, Fill fill) {
   std::string out;
   out.reserve(format.size() + 16);
   std::size_t i = 0;
-  auto next = placeholders->begin();
+  auto next = placeholders.begin();
   while (i < format.size()) {
-    if (next != placeholders->end() && next->start == i) {
-      const auto& arg = args[static_cast<std::size_t>(next->position - 1)];
-      out += arg.isText() ? arg.text() : std::to_string(arg.number());
+    if (next != placeholders.end() && next->start == i) {
+      fill(out, *next);
       i = next->end;
       ++next;
-    } else if (format[i] == '%' && i + 1 < format.size() && format[i + 1] == '%') {
+    } else if (format[i] == '%') {
+      // Only "%%" reaches here: parse() accepted the template.
       out += '%';
       i += 2;
     } else {
@@ -96,21 +97,53 @@ std::optional<std::string> renderTemplate(std::string_view format, std::span<con
   return out;
 }
 
+}  // namespace
+
+std::optional<std::string> renderTemplate(std::string_view format, std::span<const TemplateArg> args) {
+  // Most texts carry no values and no percent sign.
+  if (format.find('%') == std::string_view::npos) {
+    if (!args.empty()) return std::nullopt;
+    return std::string(format);
+  }
+  const auto placeholders = parse(format);
+  if (!placeholders) return std::nullopt;
+  std::vector<bool> used(args.size(), false);
+  for (const auto& p : *placeholders) {
+    if (p.position > static_cast<int>(args.size())) return std::nullopt;
+    const auto index = static_cast<std::size_t>(p.position - 1);
+    if (args[index].isText() != p.isText) return std::nullopt;
+    used[index] = true;
+  }
+  if (std::find(used.begin(), used.end(), false) != used.end()) return std::nullopt;
+
+  return substitute(format, *placeholders, [&](std::string& out, const Placeholder& p) {
+    const auto& arg = args[static_cast<std::size_t>(p.position - 1)];
+    if (arg.isText()) {
+      out += arg.text();
+    } else {
+      out += std::to_string(arg.number());
+    }
+  });
+}
+
 std::optional<std::string> placeholderSignature(std::string_view format) {
   const auto placeholders = parse(format);
   if (!placeholders) return std::nullopt;
-  std::string signature;
-  for (int position = 1;; ++position) {
-    bool any = false;
-    for (const auto& p : *placeholders) {
-      if (p.position != position) continue;
-      any = true;
-      signature += p.isText ? '@' : 'd';
-      break;
-    }
-    if (!any) break;
-  }
+  int count = 0;
+  for (const auto& p : *placeholders) count = std::max(count, p.position);
+  std::string signature(static_cast<std::size_t>(count), '?');
+  for (const auto& p : *placeholders) signature[static_cast<std::size_t>(p.position - 1)] = p.isText ? '@' : 'd';
   return signature;
+}
+
+std::optional<std::string> renderPositionMarks(std::string_view format) {
+  const auto placeholders = parse(format);
+  if (!placeholders) return std::nullopt;
+  return substitute(format, *placeholders, [](std::string& out, const Placeholder& p) {
+    out += "\u2039";
+    out += std::to_string(p.position);
+    out += "\u203A";
+  });
 }
 
 }  // namespace batterycore

@@ -10,7 +10,8 @@
 // any of them numbered as %1$@ ... so a translation can reorder values. A
 // template whose placeholders do not match the values (too many, too few, a
 // text where a number is given or the other way round, anything unknown)
-// renders as absent; it never reads past the values it was given.
+// renders as absent; it never reads past the values it was given. One value
+// may fill several numbered placeholders, but every value must be used.
 #pragma once
 
 #include <cstdint>
@@ -45,8 +46,15 @@ class TemplateArg {
 std::optional<std::string> renderTemplate(std::string_view format, std::span<const TemplateArg> args);
 
 // The placeholders of a template as their type letters in value order ("@",
-// "d"), for checking a translation against the English; absent when the
-// template is malformed.
+// "d"), for checking a translation against the English; a value position no
+// placeholder uses shows as "?" ("%2$@" gives "?@"). Absent when the template
+// is malformed.
 std::optional<std::string> placeholderSignature(std::string_view format);
+
+// The template with each placeholder shown as its value position in angle
+// marks, so a reader sees where each value lands:
+//   renderPositionMarks("%2$@, dann %1$@") == "‹2›, dann ‹1›"
+// Absent when the template is malformed.
+std::optional<std::string> renderPositionMarks(std::string_view format);
 
 }  // namespace batterycore
