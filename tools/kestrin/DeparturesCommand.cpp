@@ -1,0 +1,126 @@
+#include "tools/kestrin/DeparturesCommand.hpp"
+
+#include "BatteryCore/departures/DepartureLedger.hpp"
+#include "BatteryCore/departures/DepartureModel.hpp"
+#include "BatteryCore/departures/SmartTopUp.hpp"
+#include "BatteryCore/foundation/Calendar.hpp"
+#include "BatteryCore/foundation/Date.hpp"
+#include "BatteryCore/foundation/Json.hpp"
+#include "BatteryCore/text/DetailLevel.hpp"
+#include "BatteryCore/text/Formatting.hpp"
+#include "BatteryCore/text/MeaningSmart.hpp"
+
+#include <CLI/CLI.hpp>
+#include <unicode/locid.h>
+#include <unicode/timezone.h>
+
+#include <chrono>
+#include <fstream>
+#include <optional>
+#include <ostream>
+
+namespace kestrin::tool {
+
+namespace {
+
+using batterycore::Calendar;
+using batterycore::Date;
+using batterycore::DepartureLedger;
+using batterycore::DepartureModel;
+using batterycore::DetailLevel;
+namespace Formatting = batterycore::Formatting;
+namespace Smart = batterycore::Meaning::Smart;
+
+std::string systemTimeZone() {
+  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());
+  icu::UnicodeString id;
+  zone->getID(id);
+  std::string name;
+  id.toUTF8String(name);
+  return name;
+}
+
+bool useLocale(const std::string& name, std::ostream& err) {
+  if (name.empty()) return true;
+  const icu::Locale locale(name.c_str());
+  if (locale.isBogus()) {
+    err << "kestrin: " << name << " is not a locale\n";
+    return false;
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  icu::Locale::setDefault(locale, status);
+  if (U_FAILURE(status)) {
+    err << "kestrin: cannot switch to " << name << ": " << u_errorName(status) << "\n";
+    return false;
+  }
+  return true;
+}
+
+std::optional<DepartureLedger> readLedger(const std::string& path, std::ostream& err) {
+  std::ifstream file(path);
+  if (!file) {
+    err << "kestrin: cannot open " << path << "\n";
+    return std::nullopt;
+  }
+  try {
+    return DepartureLedger::fromJson(batterycore::Json::parse(file));
+  } catch (const batterycore::Json::parse_error& error) {
+    err << "kestrin: " << path << " is not valid JSON: " << error.what() << "\n";
+  } catch (const batterycore::DecodingError& error) {
+    err << "kestrin: " << path << ": " << error.what() << "\n";
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+bool DeparturesCommand::chosen() const { return command != nullptr && command->parsed(); }
+
+DeparturesCommand addDeparturesCommand(CLI::App& app) {
+  auto options = std::make_shared<DeparturesOptions>();
+  auto* command = app.add_subcommand("departures", "Show the usual unplug times learned from a departure ledger");
+  command->add_option("ledger", options->ledger, "The departure ledger's JSON file")->required();
+  command->add_option("--now", options->now, "The moment to look from, ISO 8601 (default: now)");
+  command->add_option("--tz", options->timeZone, "The IANA time zone of the calendar (default: the system's)");
+  command->add_option("--level", options->level, "The detail level of the texts")
+      ->check(CLI::IsMember({"simple", "technical"}));
+  command->add_option("--locale", options->locale, "An ICU locale for the texts, such as de_DE");
+  return {command, std::move(options)};
+}
+
+int runDepartures(const DeparturesOptions& options, std::ostream& out, std::ostream& err) {
+  if (!useLocale(options.locale, err)) return 2;
+
+  Date now = std::chrono::time_point_cast<batterycore::Seconds>(std::chrono::system_clock::now());
+  if (!options.now.empty()) {
+    const auto parsed = batterycore::parseIso8601(options.now);
+    if (!parsed) {
+      err << "kestrin: --now " << options.now << " is not an ISO 8601 date-time\n";
+      return 2;
+    }
+    now = *parsed;
+  }
+
+  const std::string zone = options.timeZone.empty() ? systemTimeZone() : options.timeZone;
+  const Calendar calendar = Calendar::gregorian(zone, Formatting::localeName());
+  if (!options.timeZone.empty() && calendar.timeZone() != zone) {
+    err << "kestrin: " << zone << " is not a time zone\n";
+    return 2;
+  }
+
+  const auto ledger = readLedger(options.ledger, err);
+  if (!ledger) return 1;
+
+  const auto level = batterycore::detailLevelFromRaw(options.level).value_or(DetailLevel::simple);
+  const auto days = DepartureModel::learned(*ledger, now, calendar);
+
+  out << Smart::header() << "\n" << Smart::learned(days, calendar, level) << "\n";
+
+  const auto departure = DepartureModel::nextDeparture(*ledger, now, calendar);
+  if (!departure) return 0;
+  out << "\nNext departure: " << Formatting::when(*departure, now, calendar) << "\n"
+      << Smart::plansNext(*departure, batterycore::SmartTopUp{}.lead(), calendar, level) << "\n";
+  return 0;
+}
+
+}  // namespace kestrin::tool
