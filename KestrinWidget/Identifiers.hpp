@@ -1,5 +1,13 @@
 // The names the application, the widget and the Control Center control share:
-// the snapshot file, the preference keys and the notification names.
+// the bundle identifier everything else is named after, and the application
+// group they meet in.
+//
+//   appGroupIdentifier("ABCDE12345") == "ABCDE12345.app.kestrin"
+//   controlNotificationName()        == "app.kestrin.control"
+//   controlKind()                    == "app.kestrin.limit"
+//
+// The snapshot's file and preference names live on WidgetSnapshot, the
+// control's keys on ControlRequest.
 #pragma once
 
 #include <string>
@@ -8,10 +16,11 @@
 namespace kestrin::widget {
 
 inline constexpr std::string_view kBundleIdentifier = "app.kestrin";
-inline constexpr std::string_view kSnapshotFileName = "snapshot.json";
-inline constexpr std::string_view kSnapshotPreferenceKey = "widget.snapshot";
-inline constexpr std::string_view kControlRequestKey = "control.request";
-inline constexpr std::string_view kControlAppliedKey = "control.applied";
+
+// The application group: the signing team's prefix, a dot, the bundle
+// identifier. Only the Apple build needs the team; it comes from the build.
+std::string appGroupIdentifier(std::string_view teamIdentifier,
+                               std::string_view bundleIdentifier = kBundleIdentifier);
 
 // The system-wide notification that wakes the application: the bundle
 // identifier with ".control".

@@ -1,0 +1,47 @@
+// SharedContainer: the folder the application and its widget extension share
+// (the application group's container), as the system reports it.
+//
+//   FolderContainer container("/home/ana/.local/state/kestrin/group");
+//   container.folder() == std::filesystem::path("/home/ana/.local/state/kestrin/group")
+//   FolderContainer(std::nullopt).folder() == std::nullopt     // the system has none
+//
+// The folder may not exist yet: a writer creates it, a reader just finds
+// nothing in it.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kestrin::widget {
+
+class SharedContainer {
+ public:
+  virtual ~SharedContainer() = default;
+  // Absent when the system gives this process no container for the group.
+  virtual std::optional<std::filesystem::path> folder() const = 0;
+};
+
+// A container that is a known folder, which is what every platform hands out.
+class FolderContainer final : public SharedContainer {
+ public:
+  explicit FolderContainer(std::optional<std::filesystem::path> folder) : folder_(std::move(folder)) {}
+  std::optional<std::filesystem::path> folder() const override { return folder_; }
+
+ private:
+  std::optional<std::filesystem::path> folder_;
+};
+
+// The whole file, or absent when it cannot be read.
+std::optional<std::string> readWholeFile(const std::filesystem::path& path);
+
+// Replaces `path` so that a reader sees either the old or the new bytes, never
+// a mix: a temporary file in the same folder is written, flushed to disk and
+// renamed over the old one. Creates the folder when missing. False on any
+// failure, leaving the old file as it was.
+// `durable` (the default) also fsyncs the file and its folder; a throwaway
+// folder can do without.
+bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, bool durable = true);
+
+}  // namespace kestrin::widget

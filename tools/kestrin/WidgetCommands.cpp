@@ -1,0 +1,105 @@
+#include "tools/kestrin/WidgetCommands.hpp"
+
+#include "BatteryCore/supervision/Attention.hpp"
+#include "BatteryCore/text/Formatting.hpp"
+#include "BatteryCore/text/Meaning.hpp"
+#include "KestrinWidget/Clock.hpp"
+#include "KestrinWidget/SetLimitFromControlIntent.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <ostream>
+#include <sstream>
+
+namespace kestrin::tool {
+
+namespace {
+
+namespace Formatting = batterycore::Formatting;
+namespace Meaning = batterycore::Meaning;
+using widget::WidgetSnapshot;
+
+// A figure with its sentence below it, indented; either may be missing.
+void figureAndLine(std::ostream& out, const std::optional<std::string>& figure,
+                   const std::optional<std::string>& line) {
+  if (figure) out << *figure << "\n";
+  if (line) out << (figure ? "  " : "") << *line << "\n";
+}
+
+}  // namespace
+
+std::string renderStatus(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now) {
+  if (!snapshot || snapshot->isStale(now)) {
+    return Meaning::text("widget.placeholder", "Open Kestrin once to see your battery here.") + "\n";
+  }
+  std::ostringstream out;
+  out << Formatting::percent(snapshot->percent);
+  if (snapshot->charging) out << " · " << Meaning::text("accessory.charging", "Charging");
+  out << "\n";
+  if (snapshot->limit) {
+    out << Meaning::text("limit.title.on", "Charge limit on") << " · " << Formatting::percent(*snapshot->limit)
+        << "\n";
+  } else {
+    out << Meaning::text("limit.title.off", "Charge limit off") << "\n";
+  }
+  out << snapshot->headline << "\n";
+  out << "Mood: " << batterycore::Attention::rawValue(snapshot->mood) << "\n";
+  const auto health =
+      snapshot->health ? std::optional(Meaning::format("widget.health", "%@ health", {*snapshot->health}))
+                       : std::nullopt;
+  figureAndLine(out, health, snapshot->healthLine);
+  const auto highCharge =
+      snapshot->highCharge
+          ? std::optional(Meaning::format("widget.above80", "%@ above 80%%", {*snapshot->highCharge}))
+          : std::nullopt;
+  figureAndLine(out, highCharge, snapshot->highChargeLine);
+  return out.str();
+}
+
+int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err) {
+  batterycore::Date now = widget::SystemClock().now();
+  if (!options.now.empty()) {
+    const auto parsed = batterycore::parseIso8601(options.now);
+    if (!parsed) {
+      err << "kestrin: --now " << options.now << " is not an ISO 8601 date-time\n";
+      return 2;
+    }
+    now = *parsed;
+  }
+  out << renderStatus(WidgetSnapshot::load(), now);
+  return 0;
+}
+
+int runLimit(const WidgetOptions& options, std::ostream& out, std::ostream& err) {
+  const bool on = options.limit == "on";
+  try {
+    widget::SetLimitFromControlIntent{.value = on}.perform();
+  } catch (const widget::ControlMessage& message) {
+    err << message.text << "\n";
+    return 1;
+  }
+  out << (on ? Meaning::text("limit.title.on", "Charge limit on") : Meaning::text("limit.title.off", "Charge limit off"))
+      << "\n";
+  return 0;
+}
+
+bool WidgetCommands::chosen() const { return (status != nullptr && *status) || (limit != nullptr && *limit); }
+
+int WidgetCommands::run(std::ostream& out, std::ostream& err) const {
+  if (*status) return runStatus(*options, out, err);
+  return runLimit(*options, out, err);
+}
+
+WidgetCommands addWidgetCommands(CLI::App& app) {
+  WidgetCommands commands;
+  commands.options = std::make_shared<WidgetOptions>();
+  commands.status = app.add_subcommand("status", "Show what the widget shows: charge, limit, mood, health");
+  commands.status->add_option("--now", commands.options->now, "The moment to judge staleness at (ISO 8601)");
+  commands.limit = app.add_subcommand("limit", "Switch the charge limit through the running application");
+  commands.limit->add_option("state", commands.options->limit, "on or off")
+      ->required()
+      ->check(CLI::IsMember({"on", "off"}));
+  return commands;
+}
+
+}  // namespace kestrin::tool

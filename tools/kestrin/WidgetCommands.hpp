@@ -1,0 +1,53 @@
+// `kestrin status` and `kestrin limit on|off`: what the widget shows, and the
+// Control Center toggle's action, from a terminal.
+//
+//   kestrin status                          the latest snapshot as the widget shows it
+//   kestrin status --now 2026-03-01T09:00:00Z
+//   kestrin limit off                       asks the running application; exit 0 when applied
+//
+// Both find the application group as the widget does (KESTRIN_GROUP_DIR, else
+// $XDG_STATE_HOME/kestrin/group, else ~/.local/state/kestrin/group). `limit`
+// exits 1 with the message on stderr when the application refuses or does
+// not answer within three seconds.
+#pragma once
+
+#include "BatteryCore/foundation/Date.hpp"
+#include "KestrinWidget/WidgetSnapshot.hpp"
+
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace kestrin::tool {
+
+struct WidgetOptions {
+  std::string now;          // status: ISO 8601; empty: the system clock
+  std::string limit = "on";  // limit: "on" or "off"
+};
+
+// The widget's face as lines of text: percent and charging, the limit, the
+// headline, the mood, then health and high charge as far as the snapshot has
+// them; the placeholder when there is no snapshot or it is stale.
+std::string renderStatus(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now);
+
+int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err);
+int runLimit(const WidgetOptions& options, std::ostream& out, std::ostream& err);
+
+// Both subcommands as registered, with the options they fill in.
+struct WidgetCommands {
+  CLI::App* status = nullptr;
+  CLI::App* limit = nullptr;
+  std::shared_ptr<WidgetOptions> options;
+
+  bool chosen() const;
+  int run(std::ostream& out, std::ostream& err) const;
+};
+
+WidgetCommands addWidgetCommands(CLI::App& app);
+
+}  // namespace kestrin::tool
