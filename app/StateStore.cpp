@@ -1,5 +1,7 @@
 #include "app/StateStore.hpp"
 
+#include "KestrinWidget/SharedContainer.hpp"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -17,24 +19,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-[[noreturn]] void fail(const std::string& what) {
-  throw std::system_error(errno, std::generic_category(), what);
-}
-
-void writeAll(int fd, std::string_view contents, const fs::path& path) {
-  const char* data = contents.data();
-  std::size_t left = contents.size();
-  while (left > 0) {
-    const ssize_t written = ::write(fd, data, left);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      fail("writing " + path.string());
-    }
-    data += written;
-    left -= static_cast<std::size_t>(written);
-  }
-}
-
 std::string timestampForFileName() {
   const auto now = std::chrono::system_clock::now();
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now.time_since_epoch()).count();
@@ -47,48 +31,8 @@ std::string timestampForFileName() {
 
 }  // namespace
 
-void writeFileAtomically(const fs::path& path, std::string_view contents) {
-  const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
-  std::string pattern = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkstemp(pattern.data());
-  if (fd < 0) fail("creating a temporary file beside " + path.string());
-  try {
-    writeAll(fd, contents, path);
-    if (::fsync(fd) != 0) fail("flushing " + path.string());
-    if (::close(fd) != 0) {
-      ::unlink(pattern.c_str());
-      fail("closing " + path.string());
-    }
-  } catch (...) {
-    ::close(fd);
-    ::unlink(pattern.c_str());
-    throw;
-  }
-  if (::rename(pattern.c_str(), path.c_str()) != 0) {
-    const int error = errno;
-    ::unlink(pattern.c_str());
-    errno = error;
-    fail("replacing " + path.string());
-  }
-  // Make the rename itself durable.
-  const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
-  if (dir >= 0) {
-    ::fsync(dir);
-    ::close(dir);
-  }
-}
-
-std::optional<std::string> readWholeFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
-  std::ostringstream contents;
-  contents << file.rdbuf();
-  if (file.bad()) return std::nullopt;
-  return contents.str();
-}
-
-StateStore::StateStore(fs::path folder, Reporter report)
-    : folder_(std::move(folder)), report_(std::move(report)) {
+StateStore::StateStore(fs::path folder, Reporter report, bool durable)
+    : folder_(std::move(folder)), report_(std::move(report)), durable_(durable) {
   if (!report_) report_ = [](const std::string& line) { std::cerr << "kestrin: " << line << "\n"; };
   fs::create_directories(folder_);
 }
@@ -96,7 +40,7 @@ StateStore::StateStore(fs::path folder, Reporter report)
 fs::path StateStore::pathOf(std::string_view name) const { return folder_ / (std::string(name) + ".json"); }
 
 std::optional<batterycore::Json> StateStore::loadJson(std::string_view name) {
-  const auto text = readWholeFile(pathOf(name));
+  const auto text = widget::readWholeFile(pathOf(name));
   if (!text) return std::nullopt;
   try {
     auto json = batterycore::Json::parse(*text);
@@ -114,7 +58,9 @@ bool StateStore::saveJson(std::string_view name, const batterycore::Json& json) 
   text += '\n';
   const auto previous = written_.find(name);
   if (previous != written_.end() && previous->second == text) return false;
-  writeFileAtomically(pathOf(name), text);
+  if (!widget::writeFileAtomically(pathOf(name), text, durable_)) {
+    throw std::system_error(errno, std::generic_category(), "writing " + pathOf(name).string());
+  }
   written_.insert_or_assign(std::string(name), std::move(text));
   return true;
 }

@@ -25,20 +25,13 @@
 
 namespace kestrin::app {
 
-// Writes `contents` to `path` so that readers see the old or the new file,
-// never a mix. Throws std::system_error when the disk refuses.
-void writeFileAtomically(const std::filesystem::path& path, std::string_view contents);
-
-// The whole file, or absent when it does not exist or cannot be read.
-std::optional<std::string> readWholeFile(const std::filesystem::path& path);
-
 class StateStore {
  public:
   using Reporter = std::function<void(const std::string&)>;
 
   // Creates the folder when missing. `report` receives one line per damaged
   // file (standard error by default).
-  explicit StateStore(std::filesystem::path folder, Reporter report = {});
+  explicit StateStore(std::filesystem::path folder, Reporter report = {}, bool durable = true);
 
   const std::filesystem::path& folder() const { return folder_; }
   std::filesystem::path pathOf(std::string_view name) const;
@@ -76,6 +69,7 @@ class StateStore {
 
   std::filesystem::path folder_;
   Reporter report_;
+  bool durable_;
   std::map<std::string, std::string, std::less<>> written_;
   std::set<std::string, std::less<>> blocked_;
 };

@@ -44,7 +44,7 @@ BatterySimulator::BatterySimulator(Scenario scenario)
   end_ = dayStart(scenario_.days);
   now_ = start_;
   plan();
-  conditions_ = conditionsAt(now_);
+  decidePower();
 }
 
 Date BatterySimulator::dayStart(int day) const { return calendar_.startOfDay(calendar_.addingDays(start_ + Seconds{43200}, day)); }
@@ -141,35 +141,9 @@ void BatterySimulator::advance(Seconds step) {
     }
   }
 
-  const Conditions c = conditionsAt(now_);
-  conditions_ = c;
   const double hours = step.count() / 3600.0;
   const double capacityWh = fullChargeMilliAh_ * kNominalVolts / 1000.0;
-  const bool limitHolds = limitOn_ && !c.limitFails && !c.calibrating;
-  const double target = limitHolds ? scenario_.limit : 100.0;
-
-  loadW_ = c.loadW;
-  if (c.pluggedIn) {
-    const double available = c.adapterWatts * kAdapterEfficiency - c.loadW;
-    const bool wantsCharge = percent_ < target - (charging_ ? 0.0 : kRestartBelowLimit);
-    const double taper = percent_ > 80 ? std::max((100.0 - percent_) / 20.0, 0.08) : 1.0;
-    if (wantsCharge && available > 0.5) {
-      charging_ = true;
-      batteryW_ = std::min(available, capacityWh * kMaxChargeC * taper);
-    } else if (limitHolds && percent_ > scenario_.limit + 1.0) {
-      charging_ = false;
-      batteryW_ = -kLoweringW;
-    } else {
-      charging_ = false;
-      batteryW_ = std::min(available, 0.0);  // a charger too small for the load drains the battery
-    }
-    systemInW_ = std::max(0.0, std::min(c.adapterWatts * kAdapterEfficiency, c.loadW + batteryW_));
-  } else {
-    charging_ = false;
-    batteryW_ = -c.loadW;
-    systemInW_ = 0;
-  }
-
+  const double target = chargeTarget();
   const double before = percent_;
   percent_ = std::clamp(percent_ + batteryW_ * hours / capacityWh * 100.0, 0.0, 100.0);
   if (charging_ && percent_ >= target) {
@@ -186,7 +160,46 @@ void BatterySimulator::advance(Seconds step) {
   const double fade = kFadePerDay + (percent_ > 80 ? kFadePerDayHigh : 0.0);
   fullChargeMilliAh_ -= scenario_.designCapacity * fade * (step / kOneDay);
   now_ = next;
-  conditions_ = conditionsAt(now_);
+  decidePower();
+}
+
+double BatterySimulator::chargeTarget() const {
+  const bool limitHolds = limitOn_ && !conditions_.limitFails && !conditions_.calibrating;
+  return limitHolds ? scenario_.limit : 100.0;
+}
+
+// What flows where from this moment on, given where the person is and what
+// the limit says; the next advance() integrates it.
+void BatterySimulator::decidePower() {
+  const Conditions c = conditionsAt(now_);
+  conditions_ = c;
+  const double capacityWh = fullChargeMilliAh_ * kNominalVolts / 1000.0;
+  const bool limitHolds = limitOn_ && !c.limitFails && !c.calibrating;
+  const double target = chargeTarget();
+
+  loadW_ = c.loadW;
+  if (c.pluggedIn) {
+    const double available = c.adapterWatts * kAdapterEfficiency - c.loadW;
+    const bool wantsCharge = percent_ < target - (charging_ ? 0.0 : kRestartBelowLimit);
+    const double taper = percent_ > 80 ? std::max((100.0 - percent_) / 20.0, 0.08) : 1.0;
+    if (wantsCharge && available > 0.5) {
+      charging_ = true;
+      batteryW_ = std::min(available, capacityWh * kMaxChargeC * taper);
+    } else if (limitHolds && std::llround(percent_) > scenario_.limit + 1) {
+      // Above the limit the system lets the battery sink until it shows at
+      // most one point over, where it rests.
+      charging_ = false;
+      batteryW_ = -kLoweringW;
+    } else {
+      charging_ = false;
+      batteryW_ = std::min(available, 0.0);  // a charger too small for the load drains the battery
+    }
+    systemInW_ = std::max(0.0, std::min(c.adapterWatts * kAdapterEfficiency, c.loadW + batteryW_));
+  } else {
+    charging_ = false;
+    batteryW_ = -c.loadW;
+    systemInW_ = 0;
+  }
 }
 
 std::optional<BatterySnapshot> BatterySimulator::read() {
@@ -230,6 +243,7 @@ std::optional<std::string> BatterySimulator::switchOn() {
     }
   }
   limitOn_ = true;
+  decidePower();
   return std::nullopt;
 }
 
@@ -240,6 +254,7 @@ std::optional<std::string> BatterySimulator::switchOff() {
     }
   }
   limitOn_ = false;
+  decidePower();
   return std::nullopt;
 }
 

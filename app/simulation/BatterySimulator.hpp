@@ -74,6 +74,8 @@ class BatterySimulator final : public batterycore::BatterySource, public LimitCo
 
   void plan();
   Conditions conditionsAt(batterycore::Date at) const;
+  double chargeTarget() const;
+  void decidePower();
   bool eventActive(std::size_t index, batterycore::Date at) const;
   batterycore::Date dayStart(int day) const;
   batterycore::Date onDay(int day, int minuteOfDay) const;

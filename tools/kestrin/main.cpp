@@ -1,9 +1,19 @@
 // kestrin: the command-line face of Kestrin.
 //
-//   kestrin demo                 the bundled sample readings, phase by phase
-//   kestrin readings FILE.json   the same table for readings of your own
+//   kestrin demo                 eight simulated weeks of an office worker's laptop
+//   kestrin simulate [SCENARIO]  any bundled scenario, or one of your own
+//   kestrin readings [FILE.json] phase, mood and power flow of readings
+//   kestrin alerts               every alert kind, its setting and what it means
+//   kestrin texts [PREFIX]       the catalogue's texts as a language reads them
 #include "app/ReadingTable.hpp"
+#include "tools/kestrin/AlertsCommand.hpp"
+#include "tools/kestrin/DeparturesCommand.hpp"
+#include "tools/kestrin/HealthCommand.hpp"
 #include "tools/kestrin/Resources.hpp"
+#include "tools/kestrin/SimulateCommand.hpp"
+#include "tools/kestrin/ExplainCommand.hpp"
+#include "tools/kestrin/TextsCommand.hpp"
+#include "tools/kestrin/WidgetCommands.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -36,20 +46,42 @@ int main(int argc, char** argv) {
   CLI::App app{"Kestrin: a battery-care companion for laptops that keep a charge limit."};
   app.require_subcommand(0, 1);
 
-  auto* demo = app.add_subcommand("demo", "Show the bundled sample readings, phase by phase");
+  auto* demo = app.add_subcommand("demo", "Eight simulated weeks of an office worker's laptop");
   std::string readingsFile;
   auto* readings = app.add_subcommand("readings", "Show the phase, mood and power flow of readings");
-  readings->add_option("file", readingsFile, "A JSON file of labelled readings")->required();
+  readings->add_option("file", readingsFile, "A JSON file of labelled readings (default: the bundled samples)");
 
+  kestrin::tool::AlertsOptions alertsOptions;
+  auto* alerts = kestrin::tool::addAlertsCommand(app, alertsOptions);
+
+  kestrin::tool::TextsOptions textsOptions;
+  auto* texts = kestrin::tool::addTextsCommand(app, textsOptions);
+
+  auto departures = kestrin::tool::addDeparturesCommand(app);
+  auto health = kestrin::tool::addHealthCommands(app);
+  auto widgetCommands = kestrin::tool::addWidgetCommands(app);
+  const auto explain = kestrin::tool::ExplainCommand::add(app);
+  auto simulate = kestrin::tool::addSimulateCommand(app);
   CLI11_PARSE(app, argc, argv);
 
-  if (*readings) return printReadings(readingsFile);
-  (void)demo;
   const auto scenarios = kestrin::tool::scenarioFolder(argv[0]);
-  if (!scenarios) {
-    std::cerr << "kestrin: cannot find the bundled scenarios (share/kestrin/scenarios)\n";
-    return 1;
+  if (scenarios) simulate.options->scenarioFolder = scenarios->string();
+  if (simulate.chosen() || *demo) return simulate.run(std::cout, std::cerr);
+
+  if (*readings) {
+    if (!readingsFile.empty()) return printReadings(readingsFile);
+    if (!scenarios) {
+      std::cerr << "kestrin: cannot find the bundled readings (share/kestrin/scenarios)\n";
+      return 1;
+    }
+    return printReadings(*scenarios / "readings.json");
   }
-  std::cout << "Kestrin sample readings: what each one means\n\n";
-  return printReadings(*scenarios / "readings.json");
+  if (explain.chosen()) return explain.run();
+  if (widgetCommands.chosen()) return widgetCommands.run(std::cout, std::cerr);
+  if (departures.chosen()) return departures.run(std::cout, std::cerr);
+  if (health.chosen()) return health.run(std::cout, std::cerr);
+  if (*alerts) return kestrin::tool::runAlertsCommand(alertsOptions, std::cout, std::cerr);
+  if (*texts) return kestrin::tool::runTextsCommand(textsOptions, std::cout, std::cerr);
+  std::cout << app.help();
+  return 0;
 }

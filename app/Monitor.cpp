@@ -1,0 +1,394 @@
+#include "app/Monitor.hpp"
+
+#include "BatteryCore/supervision/CalibrationLog.hpp"
+#include "BatteryCore/supervision/LimitChangeRule.hpp"
+#include "BatteryCore/supervision/Situation.hpp"
+#include "BatteryCore/text/Meaning.hpp"
+#include "BatteryCore/text/MeaningHealth.hpp"
+#include "BatteryCore/text/MeaningSituation.hpp"
+#include "KestrinWidget/ControlResponder.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kestrin::app {
+
+using namespace batterycore;
+
+namespace {
+
+constexpr std::size_t kAlertsKept = 200;
+constexpr std::size_t kHealthSamplesKept = 1000;
+constexpr Seconds kFlushEvery = std::chrono::minutes{10};
+
+template <class T>
+Json encodeOptional(const std::optional<T>& value) {
+  return value ? encode(*value) : Json(nullptr);
+}
+
+template <class T>
+std::optional<T> decodeOptional(const Json& json) {
+  if (json.is_null()) return std::nullopt;
+  return decode<T>(json);
+}
+
+// The monitor's own small record: the last reading and when it was taken.
+struct TickRecord {
+  std::optional<BatterySnapshot> last;
+  std::optional<Date> lastTick;
+  std::optional<Date> lastOwnChangeAt;
+  std::optional<HeatRule::Last> lastHot;
+  std::optional<widget::WidgetSnapshot> widget;
+  std::optional<Date> widgetWrittenAt;
+
+  Json toJson() const {
+    Json json = Json::object();
+    putIfPresent(json, "last", last);
+    putIfPresent(json, "lastTick", lastTick);
+    putIfPresent(json, "lastOwnChangeAt", lastOwnChangeAt);
+    putIfPresent(json, "lastHot", lastHot);
+    putIfPresent(json, "widget", widget);
+    putIfPresent(json, "widgetWrittenAt", widgetWrittenAt);
+    return json;
+  }
+  static TickRecord fromJson(const Json& json) {
+    return {optional<BatterySnapshot>(json, "last"),           optional<Date>(json, "lastTick"),
+            optional<Date>(json, "lastOwnChangeAt"),           optional<HeatRule::Last>(json, "lastHot"),
+            optional<widget::WidgetSnapshot>(json, "widget"), optional<Date>(json, "widgetWrittenAt")};
+  }
+};
+
+struct OptionalSession {
+  std::optional<FullChargeSession> session;
+  Json toJson() const { return encodeOptional(session); }
+  static OptionalSession fromJson(const Json& json) { return {decodeOptional<FullChargeSession>(json)}; }
+};
+
+struct OptionalMilestone {
+  std::optional<HealthMilestone> milestone;
+  Json toJson() const { return encodeOptional(milestone); }
+  static OptionalMilestone fromJson(const Json& json) { return {decodeOptional<HealthMilestone>(json)}; }
+};
+
+}  // namespace
+
+Monitor::Monitor(BatterySource& source, LimitController& limit, Calendar calendar)
+    : Monitor(source, limit, std::move(calendar), Hooks{}) {}
+
+Monitor::Monitor(BatterySource& source, LimitController& limit, Calendar calendar, Hooks hooks)
+    : source_(source), limit_(limit), calendar_(std::move(calendar)), hooks_(std::move(hooks)) {}
+
+void Monitor::raise(TickReport& report, BatteryAlert alert) {
+  report.raised.push_back(std::move(alert));
+}
+
+std::optional<Date> Monitor::nextDeparture(Date now) {
+  const std::string today = calendar_.dayKey(now);
+  const bool passed = departure_ && *departure_ < now;
+  if (state_.departures.unplugs.size() != departureLedgerSize_ || today != departureDay_ || passed) {
+    departure_ = DepartureModel::nextDeparture(state_.departures, now, calendar_);
+    departureLedgerSize_ = state_.departures.unplugs.size();
+    departureDay_ = today;
+  }
+  return departure_;
+}
+
+void Monitor::endSession(TickReport& report, FullChargeSession::RestoreReason reason,
+                         std::vector<BatteryAlert> alerts, Date now) {
+  using Reason = FullChargeSession::RestoreReason;
+  if (reason != Reason::limitBackOn) {
+    if (const auto failure = limit_.switchOn()) {
+      // The limit stays off: keep the session and try again next tick.
+      report.limitFailure = failure;
+      auto failed = FullChargeSession::restoreFailed(*state_.session, now);
+      state_.session = failed.session;
+      for (auto& alert : alerts) {
+        if (alert.kind != BatteryAlert::Kind::fullChargeRestored) raise(report, std::move(alert));
+      }
+      if (failed.alert) raise(report, *failed.alert);
+      return;
+    }
+    state_.lastOwnChangeAt = now;
+  }
+  for (auto& alert : alerts) raise(report, std::move(alert));
+  state_.session.reset();
+  report.sessionEnded = reason;
+}
+
+TickReport Monitor::tick(Date now, std::optional<Date> wokeAt) {
+  TickReport report;
+  const auto reading = source_.read();
+  if (!reading) return report;
+  report.snapshot = reading;
+  const BatterySnapshot& s = *reading;
+  const bool ours = state_.session.has_value();
+
+  // The limit: does it hold, and did somebody else switch it?
+  auto watchdog = LimitWatchdog::step(state_.watchdog, s, ours, now);
+  state_.watchdog = watchdog.next;
+  for (auto& alert : watchdog.alerts) raise(report, std::move(alert));
+  if (state_.last) {
+    if (auto alert = LimitChangeRule::step(state_.last->limit, s.limit, ours, state_.lastOwnChangeAt, now)) {
+      raise(report, std::move(*alert));
+    }
+    if (state_.last->limit.isAvailable() && !s.limit.isAvailable()) {
+      raise(report, BatteryAlert{BatteryAlert::Kind::limitUnavailable, now,
+                                 Meaning::text("limit.unavailable.title", "Charge limit unavailable"),
+                                 Meaning::text("limit.unavailable.simple",
+                                               "macOS isn't reporting a charge limit right now, so the "
+                                               "battery may charge to 100%%."),
+                                 std::nullopt});
+    }
+  }
+
+  // Calibration, with whatever the power log said since the last look.
+  const bool logHit = hooks_.powerLog && !CalibrationLog::hits(hooks_.powerLog()).empty();
+  auto calibration = CalibrationDetector::step(state_.calibration, state_.watchdog.state, s, logHit, now, calendar_);
+  state_.calibration = calibration.next;
+  for (auto& alert : calibration.alerts) raise(report, std::move(alert));
+
+  // The running full charge.
+  if (state_.session) {
+    const bool wasFull = state_.session->reachedFull;
+    auto step = FullChargeSession::step(*state_.session, s, now, calendar_);
+    const bool smart = state_.session->origin.kind() == FullChargeSession::Origin::Kind::smart;
+    const bool nowFull = std::any_of(step.alerts.begin(), step.alerts.end(), [](const BatteryAlert& a) {
+      return a.kind == BatteryAlert::Kind::fullChargeDone;
+    });
+    if (smart && !wasFull && nowFull) {
+      const auto minutes = static_cast<int>((now - state_.session->startedAt) / std::chrono::minutes{1});
+      state_.smartTopUp = SmartTopUp::reachedFull(state_.smartTopUp, minutes);
+    }
+    if (step.session) {
+      state_.session = step.session;
+      for (auto& alert : step.alerts) raise(report, std::move(alert));
+    } else {
+      endSession(report, step.ended.value_or(FullChargeSession::RestoreReason::limitBackOn),
+                 std::move(step.alerts), now);
+    }
+  }
+
+  if (state_.last) {
+    if (auto alert = HeatRule::step(state_.last->thermal, s.thermal, s.pluggedIn, state_.lastHot, now)) {
+      state_.lastHot = HeatRule::Last{now, s.thermal};
+      raise(report, std::move(*alert));
+    }
+  }
+
+  // Departures, and a top-up before the next one.
+  state_.departures = DepartureLedger::step(state_.departures, state_.last, s, state_.lastTick, now);
+  if (!state_.session) {
+    const auto departure = nextDeparture(now);
+    if (auto start = SmartTopUp::decision(state_.smartTopUp, departure, s, s.limit.active(),
+                                          settings_.smartTopUp, now, calendar_)) {
+      if (const auto failure = limit_.switchOff()) {
+        report.limitFailure = failure;
+      } else {
+        state_.lastOwnChangeAt = now;
+        state_.session = start->session;
+        state_.smartTopUp = SmartTopUp::started(state_.smartTopUp, calendar_.dayKey(now));
+        report.sessionStarted = start->session;
+        raise(report, SmartTopUp::alert(*start, calendar_));
+      }
+    }
+  }
+
+  // Habits and health.
+  state_.highCharge.book(s, state_.lastTick, now, calendar_);
+  const std::optional<HealthTrend::Sample> lastSample =
+      state_.health.empty() ? std::nullopt : std::optional(state_.health.back());
+  if (s.designCapacity > 0 && HealthTrend::shouldSample(lastSample, now, calendar_)) {
+    state_.health.emplace_back(s, calendar_);
+    if (state_.health.size() > kHealthSamplesKept) state_.health.erase(state_.health.begin());
+    if (const auto percent = HealthTrend::healthPercent(state_.health.back())) {
+      auto milestone = HealthMilestone::step(state_.milestone, *percent, now, calendar_);
+      state_.milestone = milestone.next;
+      if (milestone.alert) raise(report, std::move(*milestone.alert));
+    }
+  }
+  auto weak = WeakChargerRule::step(state_.weakCharger, s, now, calendar_);
+  state_.weakCharger = weak.next;
+  if (weak.alert) raise(report, std::move(*weak.alert));
+  state_.chargers.remember(s, now);
+
+  // Pace the alerts; every one goes to the alerts list.
+  report.posted = state_.policy.filter(report.raised, now, wokeAt,
+                                       [this](BatteryAlert::Kind kind) { return settings_.alertEnabled(kind); });
+  state_.alerts.insert(state_.alerts.end(), report.raised.begin(), report.raised.end());
+  if (state_.alerts.size() > kAlertsKept) {
+    state_.alerts.erase(state_.alerts.begin(),
+                        state_.alerts.begin() + static_cast<std::ptrdiff_t>(state_.alerts.size() - kAlertsKept));
+  }
+
+  // The one attention of this tick.
+  const LimitAvailability control = s.limit.isAvailable()
+                                        ? LimitAvailability::available()
+                                        : LimitAvailability::unavailable(s.limit.unavailableReason().value_or(""));
+  const Attention attention =
+      Attention::of(Situation{s, state_.watchdog.state, state_.session, state_.calibration.state, control});
+  report.attention = attention;
+  report.attentionChanged = !lastAttention_ || !(*lastAttention_ == attention);
+  if (report.attentionChanged) report.headline = Meaning::headline(attention, s, state_.session, settings_.level);
+  lastAttention_ = attention;
+
+  writeWidgetIfDue(report, s, attention, now);
+
+  if (hooks_.controlPreferences) {
+    const auto answered = widget::answerPendingRequest(
+        *hooks_.controlPreferences, now, [&](bool on) -> std::optional<std::string> {
+          auto failure = on ? limit_.switchOn() : limit_.switchOff();
+          if (!failure) state_.lastOwnChangeAt = now;
+          return failure;
+        });
+    if (answered) report.controlAnswered = answered->on;
+  }
+
+  state_.last = s;
+  state_.lastTick = now;
+  return report;
+}
+
+widget::WidgetSnapshot Monitor::widgetSnapshot(const BatterySnapshot& s, const Attention& attention, Date now) const {
+  widget::WidgetSnapshot snapshot;
+  snapshot.at = now;
+  snapshot.percent = s.percent;
+  snapshot.limit = s.limit.active();
+  snapshot.charging = s.charging;
+  snapshot.mood = attention.widgetTone();
+  snapshot.headline = Meaning::headline(attention, s, state_.session, settings_.level);
+  if (!state_.health.empty()) {
+    const auto health = Meaning::health(HealthTrend::healthPercent(state_.health.back()), s.cycleCount,
+                                        settings_.level);
+    snapshot.health = health.title;
+    snapshot.healthLine = health.detail;
+  }
+  const auto highCharge = Meaning::highCharge(state_.highCharge.summary(now, calendar_), settings_.level);
+  snapshot.highCharge = highCharge.title;
+  snapshot.highChargeLine = highCharge.detail;
+  return snapshot;
+}
+
+void Monitor::writeWidgetIfDue(TickReport& report, const BatterySnapshot& s, const Attention& attention, Date now) {
+  // Wording the snapshot costs more than the rest of the tick: do it only
+  // when a write could be due (mood or limit changed, or the throttle passed).
+  const auto& last = state_.widget;
+  const bool moodOrLimitChanged =
+      !last || last->mood != attention.widgetTone() || last->limit != s.limit.active();
+  if (!moodOrLimitChanged && state_.widgetWrittenAt) {
+    const Seconds since = now - *state_.widgetWrittenAt;
+    const bool readingChanged = last->percent != s.percent || last->charging != s.charging;
+    if (since < widget::WidgetSnapshot::throttle) return;
+    if (!readingChanged && since < widget::WidgetSnapshot::heartbeat) return;
+  }
+  auto next = widgetSnapshot(s, attention, now);
+  if (!widget::WidgetSnapshot::shouldWrite(next, last, state_.widgetWrittenAt, now)) return;
+  if (hooks_.writeWidget) hooks_.writeWidget(next);
+  state_.widget = next;
+  state_.widgetWrittenAt = now;
+  report.widgetWritten = std::move(next);
+}
+
+std::optional<std::string> Monitor::startFullCharge(Date now, const FullChargeOptions& options) {
+  if (state_.session) return Meaning::text("intents.alreadyRunning", "A full charge is already running.");
+  const auto limit = state_.last ? state_.last->limit.active() : std::nullopt;
+  if (!limit) return Meaning::text("intents.limitOff", "The charge limit is off, so the battery already charges to 100%%.");
+  auto session = FullChargeSession::start(now, *limit, options.untilUnplug, options.whenFull, options.hours);
+  if (!session) return Meaning::text("fullCharge.pickOne", "Pick at least one.");
+  if (const auto failure = limit_.switchOff()) {
+    return Meaning::text("fullCharge.failed", "Couldn't start the full charge. Use System Settings > Battery for now.");
+  }
+  state_.lastOwnChangeAt = now;
+  state_.session = session;
+  return std::nullopt;
+}
+
+std::optional<std::string> Monitor::stopFullCharge(Date now) {
+  if (!state_.session) return std::nullopt;
+  TickReport ignored;
+  endSession(ignored, FullChargeSession::RestoreReason::userCancelled, FullChargeSession::stopped(*state_.session, now),
+             now);
+  state_.alerts.insert(state_.alerts.end(), ignored.raised.begin(), ignored.raised.end());
+  return ignored.limitFailure;
+}
+
+void Monitor::skipToday(Date now) {
+  state_.smartTopUp = SmartTopUp::skip(state_.smartTopUp, calendar_.dayKey(now));
+  if (state_.session && state_.session->origin.kind() == FullChargeSession::Origin::Kind::smart) {
+    (void)stopFullCharge(now);
+  }
+}
+
+void Monitor::forgetUnplugs() {
+  state_.departures = DepartureLedger{};
+  departureLedgerSize_ = static_cast<std::size_t>(-1);
+}
+
+void Monitor::load(StateStore& store) {
+  settings_ = store.load<Settings>("settings", Settings{});
+  const auto record = store.load<TickRecord>("monitor", TickRecord{});
+  state_.last = record.last;
+  state_.lastTick = record.lastTick;
+  state_.lastOwnChangeAt = record.lastOwnChangeAt;
+  state_.lastHot = record.lastHot;
+  state_.widget = record.widget;
+  state_.widgetWrittenAt = record.widgetWrittenAt;
+  state_.watchdog = store.load<LimitWatchdog>("watchdog", LimitWatchdog{});
+  state_.calibration = store.load<CalibrationDetector>("calibration", CalibrationDetector{});
+  state_.session = store.load<OptionalSession>("session", OptionalSession{}).session;
+  state_.departures = store.load<DepartureLedger>("departures", DepartureLedger{});
+  state_.smartTopUp = store.load<SmartTopUp>("smartTopUp", SmartTopUp{});
+  state_.highCharge = store.load<HighChargeLedger>("highCharge", HighChargeLedger{});
+  state_.health = store.load<std::vector<HealthTrend::Sample>>("health", {});
+  state_.milestone = store.load<OptionalMilestone>("milestone", OptionalMilestone{}).milestone;
+  state_.weakCharger = store.load<WeakChargerRule>("weakCharger", WeakChargerRule{});
+  state_.chargers = store.load<ChargerMemory>("chargers", ChargerMemory{});
+  state_.policy = store.load<AlertPolicy>("alertPolicy", AlertPolicy{});
+  state_.alerts = store.load<std::vector<BatteryAlert>>("alerts", {});
+  saved_ = state_;
+  savedSettings_ = settings_;
+  departureLedgerSize_ = static_cast<std::size_t>(-1);
+}
+
+void Monitor::save(StateStore& store, Date now, bool all) {
+  const bool first = !saved_;
+  const MonitorState& before = first ? state_ : *saved_;
+  auto changed = [&](auto member) { return first || !(state_.*member == before.*member); };
+
+  if (first || !savedSettings_ || !(*savedSettings_ == settings_)) store.save("settings", settings_);
+  if (changed(&MonitorState::watchdog)) store.save("watchdog", state_.watchdog);
+  if (changed(&MonitorState::calibration)) store.save("calibration", state_.calibration);
+  if (changed(&MonitorState::session)) store.save("session", OptionalSession{state_.session});
+  if (changed(&MonitorState::departures)) store.save("departures", state_.departures);
+  if (changed(&MonitorState::smartTopUp)) store.save("smartTopUp", state_.smartTopUp);
+  if (changed(&MonitorState::health)) store.save("health", state_.health);
+  if (changed(&MonitorState::milestone)) store.save("milestone", OptionalMilestone{state_.milestone});
+  if (changed(&MonitorState::policy)) store.save("alertPolicy", state_.policy);
+  if (changed(&MonitorState::alerts)) store.save("alerts", state_.alerts);
+  if (changed(&MonitorState::lastOwnChangeAt) || changed(&MonitorState::lastHot)) all = true;
+
+  // These change on every tick: at most every ten minutes, or when asked.
+  const bool due = all || first || !flushedAt_ || now - *flushedAt_ >= kFlushEvery;
+  if (due) {
+    store.save("monitor", TickRecord{state_.last, state_.lastTick, state_.lastOwnChangeAt, state_.lastHot,
+                                     state_.widget, state_.widgetWrittenAt});
+    store.save("highCharge", state_.highCharge);
+    store.save("chargers", state_.chargers);
+    store.save("weakCharger", state_.weakCharger);
+    flushedAt_ = now;
+    saved_ = state_;
+  } else {
+    // Remember what was written, keeping the unsaved per-tick parts as they were.
+    MonitorState next = state_;
+    next.last = saved_->last;
+    next.lastTick = saved_->lastTick;
+    next.highCharge = saved_->highCharge;
+    next.chargers = saved_->chargers;
+    next.weakCharger = saved_->weakCharger;
+    next.widget = saved_->widget;
+    next.widgetWrittenAt = saved_->widgetWrittenAt;
+    saved_ = std::move(next);
+  }
+  savedSettings_ = settings_;
+}
+
+}  // namespace kestrin::app

@@ -1,0 +1,151 @@
+// Monitor: the application's tick. Each tick takes one reading, steps every
+// rule in a fixed order, paces the alerts, works out the one attention, writes
+// the widget snapshot when it is due and answers the Control Center control.
+//
+//   Monitor monitor(source, limit, calendar);
+//   monitor.settings().smartTopUp = true;
+//   auto report = monitor.tick(now);          // what happened, for the log or a story
+//   report.posted                             // notifications to show now
+//   monitor.save(store, now);                 // persist what changed
+//
+// The order within a tick: limit watchdog, limit change rule, calibration
+// detector (with the latest power-log hit), the running full charge (putting
+// the limit back when it ends), heat, departures, the smart top-up, time above
+// 80%, health sampling and milestones, the weak-charger rule; then the alert
+// policy, the attention, the widget and the control. The rules themselves are
+// pure; the monitor owns their states and the only side effects: switching the
+// limit, writing the widget snapshot and answering the control.
+#pragma once
+
+#include "BatteryCore/departures/DepartureLedger.hpp"
+#include "BatteryCore/departures/DepartureModel.hpp"
+#include "BatteryCore/departures/SmartTopUp.hpp"
+#include "BatteryCore/foundation/Calendar.hpp"
+#include "BatteryCore/health/ChargerMemory.hpp"
+#include "BatteryCore/health/HealthMilestone.hpp"
+#include "BatteryCore/health/HealthTrend.hpp"
+#include "BatteryCore/health/HighChargeLedger.hpp"
+#include "BatteryCore/health/WeakChargerRule.hpp"
+#include "BatteryCore/readings/BatterySnapshot.hpp"
+#include "BatteryCore/supervision/AlertPolicy.hpp"
+#include "BatteryCore/supervision/Attention.hpp"
+#include "BatteryCore/supervision/CalibrationDetector.hpp"
+#include "BatteryCore/supervision/FullChargeSession.hpp"
+#include "BatteryCore/supervision/HeatRule.hpp"
+#include "BatteryCore/supervision/LimitWatchdog.hpp"
+#include "KestrinWidget/SharedPreferences.hpp"
+#include "KestrinWidget/WidgetSnapshot.hpp"
+#include "app/LimitController.hpp"
+#include "app/Settings.hpp"
+#include "app/StateStore.hpp"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kestrin::app {
+
+// Everything the monitor remembers between ticks, persisted file by file.
+struct MonitorState {
+  std::optional<batterycore::BatterySnapshot> last;
+  std::optional<batterycore::Date> lastTick;
+  std::optional<batterycore::Date> lastOwnChangeAt;
+  batterycore::LimitWatchdog watchdog;
+  batterycore::CalibrationDetector calibration;
+  std::optional<batterycore::FullChargeSession> session;
+  std::optional<batterycore::HeatRule::Last> lastHot;
+  batterycore::DepartureLedger departures;
+  batterycore::SmartTopUp smartTopUp;
+  batterycore::HighChargeLedger highCharge;
+  std::vector<batterycore::HealthTrend::Sample> health;
+  std::optional<batterycore::HealthMilestone> milestone;
+  batterycore::WeakChargerRule weakCharger;
+  batterycore::ChargerMemory chargers;
+  batterycore::AlertPolicy policy;
+  std::vector<batterycore::BatteryAlert> alerts;  // the alerts list, oldest first
+  std::optional<widget::WidgetSnapshot> widget;
+  std::optional<batterycore::Date> widgetWrittenAt;
+
+  friend bool operator==(const MonitorState&, const MonitorState&) = default;
+};
+
+struct TickReport {
+  std::optional<batterycore::BatterySnapshot> snapshot;  // absent: the battery could not be read
+  std::vector<batterycore::BatteryAlert> raised;         // everything the rules raised
+  std::vector<batterycore::BatteryAlert> posted;         // what the policy lets out now
+  std::optional<batterycore::Attention> attention;
+  bool attentionChanged = false;
+  std::string headline;
+  std::optional<batterycore::FullChargeSession> sessionStarted;
+  std::optional<batterycore::FullChargeSession::RestoreReason> sessionEnded;
+  std::optional<std::string> limitFailure;  // switching the limit failed, and why
+  std::optional<widget::WidgetSnapshot> widgetWritten;
+  std::optional<bool> controlAnswered;      // the control asked for on (true) or off (false)
+};
+
+class Monitor {
+ public:
+  struct Hooks {
+    // The power-management log since the last look (for calibration).
+    std::function<std::string()> powerLog;
+    // Where widget snapshots go; none: not written anywhere.
+    std::function<void(const widget::WidgetSnapshot&)> writeWidget;
+    // The group's shared preferences, for answering the control.
+    widget::SharedPreferences* controlPreferences = nullptr;
+  };
+
+  Monitor(batterycore::BatterySource& source, LimitController& limit, batterycore::Calendar calendar);
+  Monitor(batterycore::BatterySource& source, LimitController& limit, batterycore::Calendar calendar,
+          Hooks hooks);
+
+  TickReport tick(batterycore::Date now, std::optional<batterycore::Date> wokeAt = std::nullopt);
+
+  // What the person can do.
+  // Starts a full charge with these options; the reason when it cannot.
+  std::optional<std::string> startFullCharge(batterycore::Date now, const FullChargeOptions& options);
+  std::optional<std::string> stopFullCharge(batterycore::Date now);
+  void skipToday(batterycore::Date now);
+  void forgetUnplugs();
+
+  Settings& settings() { return settings_; }
+  const Settings& settings() const { return settings_; }
+  const MonitorState& state() const { return state_; }
+  const batterycore::Calendar& calendar() const { return calendar_; }
+
+  // Reads every state from the store (damaged files are moved aside there).
+  void load(StateStore& store);
+  // Writes what changed. The states that change on every tick (the last
+  // reading, time above 80%) go at most every ten minutes, or when `all`.
+  void save(StateStore& store, batterycore::Date now, bool all = false);
+
+ private:
+  void raise(TickReport& report, batterycore::BatteryAlert alert);
+  void endSession(TickReport& report, batterycore::FullChargeSession::RestoreReason reason,
+                  std::vector<batterycore::BatteryAlert> alerts, batterycore::Date now);
+  std::optional<batterycore::Date> nextDeparture(batterycore::Date now);
+  widget::WidgetSnapshot widgetSnapshot(const batterycore::BatterySnapshot& snapshot,
+                                        const batterycore::Attention& attention, batterycore::Date now) const;
+  void writeWidgetIfDue(TickReport& report, const batterycore::BatterySnapshot& snapshot,
+                        const batterycore::Attention& attention, batterycore::Date now);
+
+  batterycore::BatterySource& source_;
+  LimitController& limit_;
+  batterycore::Calendar calendar_;
+  Hooks hooks_;
+  Settings settings_;
+  MonitorState state_;
+  std::optional<batterycore::Attention> lastAttention_;
+
+  // The next departure only changes with the ledger or the day; worked out
+  // again only then.
+  std::size_t departureLedgerSize_ = static_cast<std::size_t>(-1);
+  std::string departureDay_;
+  std::optional<batterycore::Date> departure_;
+
+  std::optional<batterycore::Date> flushedAt_;
+  std::optional<MonitorState> saved_;
+  std::optional<Settings> savedSettings_;
+};
+
+}  // namespace kestrin::app

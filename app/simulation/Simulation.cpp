@@ -1,0 +1,95 @@
+#include "app/simulation/Simulation.hpp"
+
+#include "BatteryCore/text/Meaning.hpp"
+
+#include <algorithm>
+
+namespace kestrin::app::simulation {
+
+using namespace batterycore;
+
+std::string_view SimulationEvent::kindName(Kind kind) {
+  switch (kind) {
+    case Kind::attention: return "attention";
+    case Kind::alertPosted: return "alertPosted";
+    case Kind::alertHeldBack: return "alertHeldBack";
+    case Kind::alertListed: return "alertListed";
+    case Kind::fullChargeStarted: return "fullChargeStarted";
+    case Kind::fullChargeEnded: return "fullChargeEnded";
+    case Kind::limitFailed: return "limitFailed";
+    case Kind::widgetWritten: return "widgetWritten";
+  }
+  return "";
+}
+
+Json SimulationEvent::toJson() const {
+  Json json = Json::object();
+  put(json, "kind", std::string(kindName(kind)));
+  put(json, "at", at);
+  put(json, "text", text);
+  return json;
+}
+
+Scenario Simulation::adjusted(Scenario scenario, const SimulationOptions& options) {
+  if (options.days) scenario.days = *options.days;
+  if (options.timeZone) scenario.timeZone = *options.timeZone;
+  return scenario;
+}
+
+Simulation::Simulation(Scenario scenario, SimulationOptions options)
+    : options_(std::move(options)),
+      battery_(adjusted(std::move(scenario), options_)),
+      monitor_(battery_, battery_, battery_.calendar(),
+               Monitor::Hooks{[this] { return battery_.takePowerLog(); }, {}, nullptr}),
+      end_(battery_.end()) {}
+
+void Simulation::run(const Sink& sink, const Progress& progress) {
+  std::optional<StateStore> store;
+  if (!options_.stateFolder.empty()) {
+    store.emplace(options_.stateFolder, StateStore::Reporter{}, options_.durable);
+    monitor_.load(*store);
+  }
+  monitor_.settings().level = options_.level;
+  monitor_.settings().smartTopUp = true;
+
+  const double total = secondsBetween(battery_.start(), end_);
+  int step = 0;
+  std::string lastHeadline;
+  while (battery_.now() < end_) {
+    const Date now = battery_.now();
+    const TickReport report = monitor_.tick(now);
+    // A new attention with the same words (on battery, then low on battery)
+    // is not news to the person.
+    if (report.attentionChanged && report.headline != lastHeadline) {
+      sink({SimulationEvent::Kind::attention, now, report.headline});
+      lastHeadline = report.headline;
+    }
+    if (report.sessionStarted) {
+      sink({SimulationEvent::Kind::fullChargeStarted, now,
+            Meaning::text("fullCharge.pausedTitle", "Limit off for this charge")});
+    }
+    for (const auto& alert : report.raised) {
+      const bool posted = std::find(report.posted.begin(), report.posted.end(), alert) != report.posted.end();
+      if (posted) continue;
+      const bool notifies = AlertPolicy::notifies(alert.kind) && monitor_.settings().alertEnabled(alert.kind);
+      sink({notifies ? SimulationEvent::Kind::alertHeldBack : SimulationEvent::Kind::alertListed, now, alert.title});
+    }
+    for (const auto& alert : report.posted) {
+      const auto body = options_.level == DetailLevel::technical && alert.technicalBody ? *alert.technicalBody : alert.body;
+      sink({SimulationEvent::Kind::alertPosted, now, alert.title + ": " + body});
+    }
+    if (report.sessionEnded) {
+      sink({SimulationEvent::Kind::fullChargeEnded, now,
+            std::string(FullChargeSession::rawValue(*report.sessionEnded))});
+    }
+    if (report.limitFailure) sink({SimulationEvent::Kind::limitFailed, now, *report.limitFailure});
+    if (report.widgetWritten) sink({SimulationEvent::Kind::widgetWritten, now, report.widgetWritten->headline});
+    if (store) monitor_.save(*store, now);
+    battery_.advance(options_.tick);
+    if (progress && ++step % 1440 == 0) progress(secondsBetween(battery_.start(), battery_.now()) / total);
+  }
+  if (store) monitor_.save(*store, battery_.now(), true);
+  if (progress) progress(1.0);
+}
+
+}  // namespace kestrin::app::simulation

@@ -1,0 +1,271 @@
+#include "tools/kestrin/SimulateCommand.hpp"
+
+#include "BatteryCore/departures/DepartureModel.hpp"
+#include "BatteryCore/text/Formatting.hpp"
+#include "BatteryCore/text/MeaningHealth.hpp"
+#include "BatteryCore/text/MeaningSmart.hpp"
+#include "app/simulation/Simulation.hpp"
+
+#include <CLI/CLI.hpp>
+#include <unicode/dtfmtsym.h>
+#include <unicode/dtptngen.h>
+#include <unicode/locid.h>
+#include <unicode/smpdtfmt.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+namespace kestrin::tool {
+
+namespace fs = std::filesystem;
+using namespace batterycore;
+using app::simulation::Scenario;
+using app::simulation::Simulation;
+using app::simulation::SimulationEvent;
+
+namespace {
+
+bool useLocale(const std::string& name, std::ostream& err) {
+  if (name.empty()) return true;
+  const icu::Locale locale(name.c_str());
+  UErrorCode status = U_ZERO_ERROR;
+  if (locale.isBogus()) {
+    err << "kestrin: " << name << " is not a locale\n";
+    return false;
+  }
+  icu::Locale::setDefault(locale, status);
+  return U_SUCCESS(status);
+}
+
+std::optional<fs::path> scenarioPath(const SimulateOptions& options) {
+  const fs::path asGiven(options.scenario);
+  if (asGiven.extension() == ".json" || asGiven.has_parent_path()) return asGiven;
+  if (options.scenarioFolder.empty()) return std::nullopt;
+  return fs::path(options.scenarioFolder) / (options.scenario + ".json");
+}
+
+// "Monday, March 2, 2026" in the locale and zone.
+std::string longDay(Date date, const Calendar& calendar) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Locale locale = icu::Locale::getDefault();
+  std::unique_ptr<icu::DateTimePatternGenerator> generator(
+      icu::DateTimePatternGenerator::createInstance(locale, status));
+  if (U_FAILURE(status)) return calendar.dayKey(date);
+  const auto pattern = generator->getBestPattern(u"yMMMMEEEEd", status);
+  icu::SimpleDateFormat format(pattern, locale, status);
+  if (U_FAILURE(status)) return calendar.dayKey(date);
+  format.adoptTimeZone(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(calendar.timeZone())));
+  icu::UnicodeString text;
+  format.format(secondsSince1970(date) * 1000.0, text);
+  std::string out;
+  text.toUTF8String(out);
+  return out;
+}
+
+std::string marker(SimulationEvent::Kind kind) {
+  switch (kind) {
+    case SimulationEvent::Kind::attention: return "  ";
+    case SimulationEvent::Kind::alertPosted: return "! ";
+    case SimulationEvent::Kind::alertHeldBack: return "· ";
+    case SimulationEvent::Kind::alertListed: return "· ";
+    case SimulationEvent::Kind::fullChargeStarted: return "↑ ";
+    case SimulationEvent::Kind::fullChargeEnded: return "↓ ";
+    case SimulationEvent::Kind::limitFailed: return "✗ ";
+    case SimulationEvent::Kind::widgetWritten: return "  ";
+  }
+  return "  ";
+}
+
+std::string storyText(const SimulationEvent& event) {
+  switch (event.kind) {
+    case SimulationEvent::Kind::alertHeldBack: return "held back for now: " + event.text;
+    case SimulationEvent::Kind::alertListed: return "in the alerts list: " + event.text;
+    case SimulationEvent::Kind::fullChargeEnded: return "full charge over (" + event.text + "), limit back on";
+    case SimulationEvent::Kind::limitFailed: return "could not switch the limit: " + event.text;
+    default: return event.text;
+  }
+}
+
+void printSummary(const Simulation& simulation, DetailLevel level, std::ostream& out) {
+  const auto& state = simulation.monitor().state();
+  const auto& calendar = simulation.battery().calendar();
+  const Date end = simulation.end() - Seconds{1};
+  out << "\nWhat the weeks left behind\n";
+
+  out << "\n  Time above 80%\n";
+  std::string month;
+  for (const auto& day : state.highCharge.days) {
+    if (day.day.substr(0, 7) == month) continue;
+    month = day.day.substr(0, 7);
+    const auto at = calendar.startOfDay(std::string_view(day.day));
+    if (!at) continue;
+    const auto summary = state.highCharge.summary(*at, calendar);
+    out << "    " << Formatting::monthYear(month) << ": " << Formatting::hours(summary.hoursAbove80) << " above 80%, "
+        << Formatting::hours(summary.hoursPlugged) << " plugged in\n";
+  }
+  const auto line = Meaning::highCharge(state.highCharge.summary(end, calendar), level);
+  out << "    " << line.title << ". " << line.detail << "\n";
+
+  out << "\n  Health\n";
+  if (!state.health.empty()) {
+    const auto& last = state.health.back();
+    const auto percent = HealthTrend::healthPercent(last);
+    const auto health = Meaning::health(percent, last.cycleCount, level);
+    out << "    " << health.title << ". " << health.detail << "\n";
+    const auto projection = HealthTrend::projection(state.health, end, calendar);
+    out << "    "
+        << Meaning::healthProjection(projection, percent.value_or(0),
+                                     HealthTrend::daysInWindow(state.health, end, calendar), level)
+        << "\n";
+  }
+
+  out << "\n  When you usually unplug\n";
+  const auto days = DepartureModel::learned(state.departures, end, calendar);
+  out << "    " << Meaning::Smart::learned(days, calendar, level) << "\n";
+  out << "    Smart top-ups: " << state.smartTopUp.topUpMinutes.size() << " reached full";
+  if (!state.smartTopUp.topUpMinutes.empty()) out << ", now starting " << state.smartTopUp.lead() << " min ahead";
+  out << "\n";
+}
+
+}  // namespace
+
+bool SimulateCommand::chosen() const { return command != nullptr && command->parsed(); }
+
+int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream& err) {
+  if (!useLocale(options.locale, err)) return 2;
+  const auto level = detailLevelFromRaw(options.level);
+  if (!level) {
+    err << "kestrin: --level is simple or technical\n";
+    return 2;
+  }
+  if (options.tickSeconds < 1 || options.tickSeconds > 3600) {
+    err << "kestrin: --tick is between 1 and 3600 seconds\n";
+    return 2;
+  }
+  const auto path = scenarioPath(options);
+  if (!path) {
+    err << "kestrin: cannot find the bundled scenarios\n";
+    return 1;
+  }
+  std::ifstream file(*path);
+  if (!file) {
+    err << "kestrin: no scenario named " << options.scenario << " (looked for " << path->string() << ")\n";
+    return 1;
+  }
+  Scenario scenario;
+  try {
+    scenario = Scenario::fromJson(Json::parse(file));
+  } catch (const Json::exception& error) {
+    err << "kestrin: " << path->string() << " is not valid JSON: " << error.what() << "\n";
+    return 1;
+  } catch (const DecodingError& error) {
+    err << "kestrin: " << path->string() << ": " << error.what() << "\n";
+    return 1;
+  }
+  if (options.days && (*options.days < 1 || *options.days > 3660)) {
+    err << "kestrin: --days is between 1 and 3660\n";
+    return 2;
+  }
+  if (!options.timeZone.empty() && Calendar::gregorian(options.timeZone).timeZone() != options.timeZone) {
+    err << "kestrin: unknown time zone " << options.timeZone << "\n";
+    return 2;
+  }
+
+  // A simulation never touches the real state: without --state it gets a
+  // fresh folder that goes away afterwards.
+  fs::path folder = options.stateFolder;
+  bool temporary = false;
+  if (folder.empty()) {
+    std::string pattern = (fs::temp_directory_path() / "kestrin-simulate-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) {
+      err << "kestrin: cannot create a temporary state folder\n";
+      return 1;
+    }
+    folder = pattern;
+    temporary = true;
+  }
+
+  app::simulation::SimulationOptions simulationOptions;
+  simulationOptions.days = options.days;
+  simulationOptions.tick = Seconds{options.tickSeconds};
+  simulationOptions.level = *level;
+  if (!options.timeZone.empty()) simulationOptions.timeZone = options.timeZone;
+  simulationOptions.stateFolder = folder;
+  simulationOptions.durable = !temporary;
+  Simulation simulation(scenario, simulationOptions);
+  const auto& calendar = simulation.battery().calendar();
+
+  if (!options.json) {
+    out << "Kestrin on a simulated laptop: " << scenario.name << "\n";
+    if (!scenario.summary.empty()) out << scenario.summary << "\n";
+    out << "(" << calendar.timeZone() << ", " << options.days.value_or(scenario.days) << " days, a reading every "
+        << options.tickSeconds << " s)\n";
+  }
+
+  std::string day;
+  int widgetWrites = 0;
+  auto flushDay = [&] {
+    if (!day.empty() && widgetWrites > 0) out << "        (widget refreshed " << widgetWrites << "×)\n";
+    widgetWrites = 0;
+  };
+  const bool showProgress = !options.json && ::isatty(STDERR_FILENO);
+  simulation.run(
+      [&](const SimulationEvent& event) {
+        if (options.json) {
+          out << event.toJson().dump() << "\n";
+          return;
+        }
+        if (event.kind == SimulationEvent::Kind::widgetWritten) {
+          ++widgetWrites;
+          return;
+        }
+        const std::string key = calendar.dayKey(event.at);
+        if (key != day) {
+          flushDay();
+          day = key;
+          out << "\n" << longDay(event.at, calendar) << "\n";
+        }
+        std::string time = Formatting::time(event.at, calendar);
+        if (time.size() < 8) time.insert(0, 8 - time.size(), ' ');
+        out << "  " << marker(event.kind) << time << "  " << storyText(event) << "\n";
+      },
+      [&](double done) {
+        if (!showProgress) return;
+        const int width = 30;
+        const int filled = static_cast<int>(done * width);
+        err << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] "
+            << static_cast<int>(done * 100) << "%" << (done >= 1.0 ? "\n" : "") << std::flush;
+      });
+  if (!options.json) {
+    flushDay();
+    printSummary(simulation, *level, out);
+  }
+  if (temporary) {
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+  }
+  return 0;
+}
+
+SimulateCommand addSimulateCommand(CLI::App& app) {
+  SimulateCommand command;
+  command.options = std::make_shared<SimulateOptions>();
+  auto& o = *command.options;
+  command.command = app.add_subcommand("simulate", "Run Kestrin on a simulated laptop and tell what happened");
+  command.command->add_option("scenario", o.scenario, "A bundled scenario (office-worker, calibration, "
+                                                      "travel-week, weak-charger) or a JSON file");
+  command.command->add_option("--days", o.days, "How many days to simulate");
+  command.command->add_option("--tick", o.tickSeconds, "Seconds between readings");
+  command.command->add_option("--level", o.level, "simple or technical");
+  command.command->add_option("--locale", o.locale, "An ICU locale for the texts, such as de_DE");
+  command.command->add_option("--tz", o.timeZone, "An IANA time zone instead of the scenario's");
+  command.command->add_option("--state", o.stateFolder, "Keep the state in this folder");
+  command.command->add_flag("--json", o.json, "One JSON event per line");
+  return command;
+}
+
+}  // namespace kestrin::tool

@@ -1,0 +1,44 @@
+// kestrin simulate [SCENARIO] [--days N] [--tick SECONDS] [--level L] [--locale L]
+//                  [--tz ZONE] [--state DIR] [--json]
+//
+// Runs Kestrin on a simulated battery living through a scenario (a bundled
+// name such as office-worker, or a JSON file) and tells the story a person
+// would have lived, then what the weeks left behind.
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace kestrin::tool {
+
+struct SimulateOptions {
+  std::string scenario = "office-worker";
+  std::optional<int> days;
+  double tickSeconds = 60;
+  std::string level = "simple";
+  std::string locale;
+  std::string timeZone;
+  std::string stateFolder;  // empty: a fresh temporary folder, removed afterwards
+  bool json = false;
+  std::string scenarioFolder;  // where bundled scenarios live
+};
+
+int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream& err);
+
+struct SimulateCommand {
+  CLI::App* command = nullptr;
+  std::shared_ptr<SimulateOptions> options;
+
+  bool chosen() const;
+  int run(std::ostream& out, std::ostream& err) const { return runSimulate(*options, out, err); }
+};
+
+SimulateCommand addSimulateCommand(CLI::App& app);
+
+}  // namespace kestrin::tool
