@@ -1,7 +1,7 @@
 # The two commands a person needs: `make demo` and `make test`.
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: deps demo test build-test build-release clean
+.PHONY: deps demo test bench build-test build-release clean
 
 deps:
 	@scripts/install-deps
@@ -19,6 +19,11 @@ build-test: deps
 
 test: build-test
 	@ctest --preset test
+
+bench: deps
+	@cmake --preset bench >/dev/null
+	@cmake --build --preset bench -j $(JOBS) --target kestrin_bench
+	@build/bench/bin/kestrin_bench
 
 clean:
 	rm -rf build

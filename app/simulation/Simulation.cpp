@@ -30,6 +30,42 @@ Json SimulationEvent::toJson() const {
   return json;
 }
 
+std::vector<SimulationEvent> eventsOf(const TickReport& report, const Settings& settings, Date now,
+                                      std::string& lastHeadline) {
+  std::vector<SimulationEvent> events;
+  // A new attention with the same words (on battery, then low on battery)
+  // is not news to the person.
+  if (report.attentionChanged && report.headline != lastHeadline) {
+    events.push_back({SimulationEvent::Kind::attention, now, report.headline});
+    lastHeadline = report.headline;
+  }
+  if (report.sessionStarted) {
+    events.push_back({SimulationEvent::Kind::fullChargeStarted, now,
+                      Meaning::text("fullCharge.pausedTitle", "Limit off for this charge")});
+  }
+  for (const auto& alert : report.raised) {
+    const bool posted = std::find(report.posted.begin(), report.posted.end(), alert) != report.posted.end();
+    if (posted) continue;
+    const bool notifies = AlertPolicy::notifies(alert.kind) && settings.alertEnabled(alert.kind);
+    events.push_back({notifies ? SimulationEvent::Kind::alertHeldBack : SimulationEvent::Kind::alertListed, now,
+                      alert.title});
+  }
+  for (const auto& alert : report.posted) {
+    const auto& body =
+        settings.level == DetailLevel::technical && alert.technicalBody ? *alert.technicalBody : alert.body;
+    events.push_back({SimulationEvent::Kind::alertPosted, now, alert.title + ": " + body});
+  }
+  if (report.sessionEnded) {
+    events.push_back({SimulationEvent::Kind::fullChargeEnded, now,
+                      std::string(FullChargeSession::rawValue(*report.sessionEnded))});
+  }
+  if (report.limitFailure) events.push_back({SimulationEvent::Kind::limitFailed, now, *report.limitFailure});
+  if (report.widgetWritten) {
+    events.push_back({SimulationEvent::Kind::widgetWritten, now, report.widgetWritten->headline});
+  }
+  return events;
+}
+
 Scenario Simulation::adjusted(Scenario scenario, const SimulationOptions& options) {
   if (options.days) scenario.days = *options.days;
   if (options.timeZone) scenario.timeZone = *options.timeZone;
@@ -58,32 +94,7 @@ void Simulation::run(const Sink& sink, const Progress& progress) {
   while (battery_.now() < end_) {
     const Date now = battery_.now();
     const TickReport report = monitor_.tick(now);
-    // A new attention with the same words (on battery, then low on battery)
-    // is not news to the person.
-    if (report.attentionChanged && report.headline != lastHeadline) {
-      sink({SimulationEvent::Kind::attention, now, report.headline});
-      lastHeadline = report.headline;
-    }
-    if (report.sessionStarted) {
-      sink({SimulationEvent::Kind::fullChargeStarted, now,
-            Meaning::text("fullCharge.pausedTitle", "Limit off for this charge")});
-    }
-    for (const auto& alert : report.raised) {
-      const bool posted = std::find(report.posted.begin(), report.posted.end(), alert) != report.posted.end();
-      if (posted) continue;
-      const bool notifies = AlertPolicy::notifies(alert.kind) && monitor_.settings().alertEnabled(alert.kind);
-      sink({notifies ? SimulationEvent::Kind::alertHeldBack : SimulationEvent::Kind::alertListed, now, alert.title});
-    }
-    for (const auto& alert : report.posted) {
-      const auto body = options_.level == DetailLevel::technical && alert.technicalBody ? *alert.technicalBody : alert.body;
-      sink({SimulationEvent::Kind::alertPosted, now, alert.title + ": " + body});
-    }
-    if (report.sessionEnded) {
-      sink({SimulationEvent::Kind::fullChargeEnded, now,
-            std::string(FullChargeSession::rawValue(*report.sessionEnded))});
-    }
-    if (report.limitFailure) sink({SimulationEvent::Kind::limitFailed, now, *report.limitFailure});
-    if (report.widgetWritten) sink({SimulationEvent::Kind::widgetWritten, now, report.widgetWritten->headline});
+    for (const auto& event : eventsOf(report, monitor_.settings(), now, lastHeadline)) sink(event);
     if (store) monitor_.save(*store, now);
     battery_.advance(options_.tick);
     if (progress && ++step % 1440 == 0) progress(secondsBetween(battery_.start(), battery_.now()) / total);

@@ -19,6 +19,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kestrin::app::simulation {
 
@@ -34,6 +35,11 @@ struct SimulationEvent {
   static std::string_view kindName(Kind kind);
   batterycore::Json toJson() const;
 };
+
+// The events one tick of the monitor makes for the story. `lastHeadline`
+// carries the words last told, so the same words are not told twice.
+std::vector<SimulationEvent> eventsOf(const TickReport& report, const Settings& settings,
+                                      batterycore::Date now, std::string& lastHeadline);
 
 struct SimulationOptions {
   std::optional<int> days;                       // shorter or longer than the scenario

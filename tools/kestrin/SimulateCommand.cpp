@@ -4,6 +4,7 @@
 #include "BatteryCore/text/Formatting.hpp"
 #include "BatteryCore/text/MeaningHealth.hpp"
 #include "BatteryCore/text/MeaningSmart.hpp"
+#include "app/simulation/Replay.hpp"
 #include "app/simulation/Simulation.hpp"
 
 #include <CLI/CLI.hpp>
@@ -90,10 +91,47 @@ std::string storyText(const SimulationEvent& event) {
   }
 }
 
-void printSummary(const Simulation& simulation, DetailLevel level, std::ostream& out) {
-  const auto& state = simulation.monitor().state();
-  const auto& calendar = simulation.battery().calendar();
-  const Date end = simulation.end() - Seconds{1};
+// Tells the events day by day, or as JSON lines.
+class StoryPrinter {
+ public:
+  StoryPrinter(const Calendar& calendar, bool json, std::ostream& out) : calendar_(calendar), json_(json), out_(out) {}
+
+  void operator()(const SimulationEvent& event) {
+    if (json_) {
+      out_ << event.toJson().dump() << "\n";
+      return;
+    }
+    if (event.kind == SimulationEvent::Kind::widgetWritten) {
+      ++widgetWrites_;
+      return;
+    }
+    const std::string key = calendar_.dayKey(event.at);
+    if (key != day_) {
+      finish();
+      day_ = key;
+      out_ << "\n" << longDay(event.at, calendar_) << "\n";
+    }
+    std::string time = Formatting::time(event.at, calendar_);
+    if (time.size() < 8) time.insert(0, 8 - time.size(), ' ');
+    out_ << "  " << marker(event.kind) << time << "  " << storyText(event) << "\n";
+  }
+
+  // Closes the last day.
+  void finish() {
+    if (!json_ && !day_.empty() && widgetWrites_ > 0) out_ << "        (widget refreshed " << widgetWrites_ << "×)\n";
+    widgetWrites_ = 0;
+  }
+
+ private:
+  const Calendar& calendar_;
+  bool json_;
+  std::ostream& out_;
+  std::string day_;
+  int widgetWrites_ = 0;
+};
+
+void printSummary(const app::MonitorState& state, const Calendar& calendar, Date end, DetailLevel level,
+                  std::ostream& out) {
   out << "\nWhat the weeks left behind\n";
 
   out << "\n  Time above 80%\n";
@@ -206,33 +244,10 @@ int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream&
         << options.tickSeconds << " s)\n";
   }
 
-  std::string day;
-  int widgetWrites = 0;
-  auto flushDay = [&] {
-    if (!day.empty() && widgetWrites > 0) out << "        (widget refreshed " << widgetWrites << "×)\n";
-    widgetWrites = 0;
-  };
+  StoryPrinter printer(calendar, options.json, out);
   const bool showProgress = !options.json && ::isatty(STDERR_FILENO);
   simulation.run(
-      [&](const SimulationEvent& event) {
-        if (options.json) {
-          out << event.toJson().dump() << "\n";
-          return;
-        }
-        if (event.kind == SimulationEvent::Kind::widgetWritten) {
-          ++widgetWrites;
-          return;
-        }
-        const std::string key = calendar.dayKey(event.at);
-        if (key != day) {
-          flushDay();
-          day = key;
-          out << "\n" << longDay(event.at, calendar) << "\n";
-        }
-        std::string time = Formatting::time(event.at, calendar);
-        if (time.size() < 8) time.insert(0, 8 - time.size(), ' ');
-        out << "  " << marker(event.kind) << time << "  " << storyText(event) << "\n";
-      },
+      [&](const SimulationEvent& event) { printer(event); },
       [&](double done) {
         if (!showProgress) return;
         const int width = 30;
@@ -240,15 +255,67 @@ int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream&
         err << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] "
             << static_cast<int>(done * 100) << "%" << (done >= 1.0 ? "\n" : "") << std::flush;
       });
+  printer.finish();
   if (!options.json) {
-    flushDay();
-    printSummary(simulation, *level, out);
+    printSummary(simulation.monitor().state(), calendar, simulation.end() - Seconds{1}, *level, out);
   }
   if (temporary) {
     std::error_code ignored;
     fs::remove_all(folder, ignored);
   }
   return 0;
+}
+
+bool ReplayCommand::chosen() const { return command != nullptr && command->parsed(); }
+
+int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err) {
+  if (!useLocale(options.locale, err)) return 2;
+  const auto level = detailLevelFromRaw(options.level);
+  if (!level) {
+    err << "kestrin: --level is simple or technical\n";
+    return 2;
+  }
+  std::ifstream file(options.trace);
+  if (!file) {
+    err << "kestrin: cannot open " << options.trace << "\n";
+    return 1;
+  }
+  std::vector<std::string> problems;
+  const auto readings = app::simulation::readTrace(file, problems);
+  for (const auto& problem : problems) err << "kestrin: " << options.trace << ", " << problem << " (skipped)\n";
+  if (readings.empty()) {
+    err << "kestrin: " << options.trace << " holds no readings\n";
+    return 1;
+  }
+  const std::string zone = options.timeZone.empty() ? "UTC" : options.timeZone;
+  const Calendar calendar = Calendar::gregorian(zone, Formatting::localeName());
+  if (calendar.timeZone() != zone) {
+    err << "kestrin: unknown time zone " << zone << "\n";
+    return 2;
+  }
+  app::Settings settings;
+  settings.level = *level;
+  StoryPrinter printer(calendar, options.json, out);
+  if (!options.json) {
+    out << "Kestrin over " << readings.size() << " recorded readings (" << calendar.timeZone() << ")\n";
+  }
+  const auto state = app::simulation::replay(readings, calendar, settings, std::ref(printer));
+  printer.finish();
+  if (!options.json) printSummary(state, calendar, readings.back().at, *level, out);
+  return 0;
+}
+
+ReplayCommand addReplayCommand(CLI::App& app) {
+  ReplayCommand command;
+  command.options = std::make_shared<ReplayOptions>();
+  auto& o = *command.options;
+  command.command = app.add_subcommand("replay", "Run Kestrin over readings recorded on a real machine");
+  command.command->add_option("trace", o.trace, "A file with one battery reading (JSON) per line")->required();
+  command.command->add_option("--level", o.level, "simple or technical");
+  command.command->add_option("--locale", o.locale, "An ICU locale for the texts, such as de_DE");
+  command.command->add_option("--tz", o.timeZone, "The IANA time zone the readings were taken in (default UTC)");
+  command.command->add_flag("--json", o.json, "One JSON event per line");
+  return command;
 }
 
 SimulateCommand addSimulateCommand(CLI::App& app) {

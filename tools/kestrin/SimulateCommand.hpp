@@ -41,4 +41,25 @@ struct SimulateCommand {
 
 SimulateCommand addSimulateCommand(CLI::App& app);
 
+// kestrin replay TRACE.jsonl [--level L] [--locale L] [--tz ZONE] [--json]
+struct ReplayOptions {
+  std::string trace;
+  std::string level = "simple";
+  std::string locale;
+  std::string timeZone;
+  bool json = false;
+};
+
+int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err);
+
+struct ReplayCommand {
+  CLI::App* command = nullptr;
+  std::shared_ptr<ReplayOptions> options;
+
+  bool chosen() const;
+  int run(std::ostream& out, std::ostream& err) const { return runReplay(*options, out, err); }
+};
+
+ReplayCommand addReplayCommand(CLI::App& app);
+
 }  // namespace kestrin::tool

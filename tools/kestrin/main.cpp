@@ -2,6 +2,7 @@
 //
 //   kestrin demo                 eight simulated weeks of an office worker's laptop
 //   kestrin simulate [SCENARIO]  any bundled scenario, or one of your own
+//   kestrin replay TRACE.jsonl   the same story over readings recorded on a machine
 //   kestrin readings [FILE.json] phase, mood and power flow of readings
 //   kestrin alerts               every alert kind, its setting and what it means
 //   kestrin texts [PREFIX]       the catalogue's texts as a language reads them
@@ -62,11 +63,13 @@ int main(int argc, char** argv) {
   auto widgetCommands = kestrin::tool::addWidgetCommands(app);
   const auto explain = kestrin::tool::ExplainCommand::add(app);
   auto simulate = kestrin::tool::addSimulateCommand(app);
+  auto replay = kestrin::tool::addReplayCommand(app);
   CLI11_PARSE(app, argc, argv);
 
   const auto scenarios = kestrin::tool::scenarioFolder(argv[0]);
   if (scenarios) simulate.options->scenarioFolder = scenarios->string();
   if (simulate.chosen() || *demo) return simulate.run(std::cout, std::cerr);
+  if (replay.chosen()) return replay.run(std::cout, std::cerr);
 
   if (*readings) {
     if (!readingsFile.empty()) return printReadings(readingsFile);
