@@ -1,5 +1,7 @@
 #include "tools/kestrin/DeparturesCommand.hpp"
 
+#include "tools/kestrin/CommandSupport.hpp"
+
 #include "BatteryCore/departures/DepartureLedger.hpp"
 #include "BatteryCore/departures/DepartureModel.hpp"
 #include "BatteryCore/departures/SmartTopUp.hpp"
@@ -30,31 +32,6 @@ using batterycore::DepartureModel;
 using batterycore::DetailLevel;
 namespace Formatting = batterycore::Formatting;
 namespace Smart = batterycore::Meaning::Smart;
-
-std::string systemTimeZone() {
-  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());
-  icu::UnicodeString id;
-  zone->getID(id);
-  std::string name;
-  id.toUTF8String(name);
-  return name;
-}
-
-bool useLocale(const std::string& name, std::ostream& err) {
-  if (name.empty()) return true;
-  const icu::Locale locale(name.c_str());
-  if (locale.isBogus()) {
-    err << "kestrin: " << name << " is not a locale\n";
-    return false;
-  }
-  UErrorCode status = U_ZERO_ERROR;
-  icu::Locale::setDefault(locale, status);
-  if (U_FAILURE(status)) {
-    err << "kestrin: cannot switch to " << name << ": " << u_errorName(status) << "\n";
-    return false;
-  }
-  return true;
-}
 
 std::optional<DepartureLedger> readLedger(const std::string& path, std::ostream& err) {
   std::ifstream file(path);

@@ -1,5 +1,7 @@
 #include "tools/kestrin/HealthCommand.hpp"
 
+#include "tools/kestrin/CommandSupport.hpp"
+
 #include "BatteryCore/foundation/Calendar.hpp"
 #include "BatteryCore/foundation/Date.hpp"
 #include "BatteryCore/foundation/Json.hpp"
@@ -36,31 +38,6 @@ namespace Meaning = batterycore::Meaning;
 // The middle of a month is safely inside it in every time zone.
 constexpr int kMidMonthDay = 15;
 constexpr int kNoon = 12;
-
-std::string systemTimeZone() {
-  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());
-  icu::UnicodeString id;
-  zone->getID(id);
-  std::string name;
-  id.toUTF8String(name);
-  return name;
-}
-
-bool useLocale(const std::string& name, std::ostream& err) {
-  if (name.empty()) return true;
-  const icu::Locale locale(name.c_str());
-  if (locale.isBogus()) {
-    err << "kestrin: " << name << " is not a locale\n";
-    return false;
-  }
-  UErrorCode status = U_ZERO_ERROR;
-  icu::Locale::setDefault(locale, status);
-  if (U_FAILURE(status)) {
-    err << "kestrin: cannot switch to " << name << ": " << u_errorName(status) << "\n";
-    return false;
-  }
-  return true;
-}
 
 // What every report needs: the moment, the calendar and the level.
 struct Setting {

@@ -1,5 +1,7 @@
 #include "tools/kestrin/SimulateCommand.hpp"
 
+#include "tools/kestrin/CommandSupport.hpp"
+
 #include "BatteryCore/departures/DepartureModel.hpp"
 #include "BatteryCore/text/Formatting.hpp"
 #include "BatteryCore/text/MeaningHealth.hpp"
@@ -29,18 +31,6 @@ using app::simulation::Simulation;
 using app::simulation::SimulationEvent;
 
 namespace {
-
-bool useLocale(const std::string& name, std::ostream& err) {
-  if (name.empty()) return true;
-  const icu::Locale locale(name.c_str());
-  UErrorCode status = U_ZERO_ERROR;
-  if (locale.isBogus()) {
-    err << "kestrin: " << name << " is not a locale\n";
-    return false;
-  }
-  icu::Locale::setDefault(locale, status);
-  return U_SUCCESS(status);
-}
 
 std::optional<fs::path> scenarioPath(const SimulateOptions& options) {
   const fs::path asGiven(options.scenario);
