@@ -20,7 +20,8 @@ namespace kestrin::widget {
 class NotificationListener {
  public:
   virtual ~NotificationListener() = default;
-  // Waits up to `timeout` for the notification; true when it came.
+  // Waits up to `timeout` for the notification; true when it came. A signal
+  // delivered to the process ends the wait early, with false.
   virtual bool wait(batterycore::Seconds timeout) = 0;
 };
 

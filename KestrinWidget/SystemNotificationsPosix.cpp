@@ -12,24 +12,55 @@
 #include <chrono>
 #include <cstring>
 #include <optional>
+#include <string>
 #include <system_error>
+#include <utility>
 
 namespace kestrin::widget {
 
 namespace {
 
-std::optional<sockaddr_un> addressFor(const std::filesystem::path& folder, std::string_view name) {
-  if (name.empty() || name.front() == '.' || name.find('/') != std::string_view::npos ||
-      name.find('\0') != std::string_view::npos) {
-    return std::nullopt;
+// The socket address of `folder/name`. A path too long for a socket address
+// is reached through the folder's descriptor ("/proc/self/fd/N/name"), the
+// way systemd reaches long socket paths, so a deep group folder still works.
+class SocketAddress {
+ public:
+  static std::optional<SocketAddress> of(const std::filesystem::path& folder, std::string_view name) {
+    if (name.empty() || name.front() == '.' || name.find('/') != std::string_view::npos ||
+        name.find('\0') != std::string_view::npos) {
+      return std::nullopt;
+    }
+    SocketAddress address;
+    address.path_ = (folder / std::string(name)).string();
+    std::string reachable = address.path_;
+    if (reachable.size() >= sizeof address.address_.sun_path) {
+      address.folderFd_ = ::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+      if (address.folderFd_ < 0) return std::nullopt;
+      reachable = "/proc/self/fd/" + std::to_string(address.folderFd_) + "/" + std::string(name);
+      if (reachable.size() >= sizeof address.address_.sun_path) return std::nullopt;
+    }
+    address.address_.sun_family = AF_UNIX;
+    std::memcpy(address.address_.sun_path, reachable.c_str(), reachable.size() + 1);
+    return address;
   }
-  const auto path = (folder / std::string(name)).string();
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) return std::nullopt;
-  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-  return address;
-}
+
+  SocketAddress(SocketAddress&& other) noexcept
+      : address_(other.address_), folderFd_(std::exchange(other.folderFd_, -1)), path_(std::move(other.path_)) {}
+  SocketAddress& operator=(SocketAddress&&) = delete;
+  ~SocketAddress() {
+    if (folderFd_ >= 0) ::close(folderFd_);
+  }
+
+  const sockaddr_un& address() const { return address_; }
+  // The socket file's own path, for stat and unlink.
+  const std::string& path() const { return path_; }
+
+ private:
+  SocketAddress() = default;
+  sockaddr_un address_{};
+  int folderFd_ = -1;
+  std::string path_;
+};
 
 const sockaddr* asSockaddr(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
@@ -69,17 +100,12 @@ class SocketListener final : public NotificationListener {
 
   bool wait(batterycore::Seconds timeout) override {
     using namespace std::chrono;
-    const auto deadline = steady_clock::now() + duration_cast<steady_clock::duration>(timeout);
-    for (;;) {
-      const auto left = std::max(ceil<milliseconds>(deadline - steady_clock::now()), milliseconds{0});
-      pollfd watch{fd_, POLLIN, 0};
-      const int ready = ::poll(&watch, 1, static_cast<int>(left.count()));
-      if (ready > 0) {
-        drain();
-        return true;
-      }
-      if (ready == 0 || errno != EINTR) return false;
-    }
+    const auto left = std::clamp(ceil<milliseconds>(timeout), milliseconds{0}, milliseconds{24 * 3600 * 1000});
+    pollfd watch{fd_, POLLIN, 0};
+    // A signal ends the wait (poll fails with EINTR), so a service can stop at once.
+    if (::poll(&watch, 1, static_cast<int>(left.count())) <= 0) return false;
+    drain();
+    return true;
   }
 
  private:
@@ -99,36 +125,37 @@ class SocketListener final : public NotificationListener {
 }  // namespace
 
 void SocketNotifications::post(std::string_view name) {
-  const auto address = addressFor(folder_, name);
+  const auto address = SocketAddress::of(folder_, name);
   if (!address) return;
   const int fd = datagramSocket();
   if (fd < 0) return;
   // No listener (no socket file, or one nobody holds) just loses the call.
   const char nothing = 0;
-  (void)::sendto(fd, &nothing, 0, MSG_DONTWAIT, asSockaddr(*address), sizeof *address);
+  (void)::sendto(fd, &nothing, 0, MSG_DONTWAIT, asSockaddr(address->address()), sizeof address->address());
   ::close(fd);
 }
 
 std::unique_ptr<NotificationListener> SocketNotifications::listen(std::string_view name) {
-  const auto address = addressFor(folder_, name);
-  if (!address) return nullptr;
   std::error_code error;
   std::filesystem::create_directories(folder_, error);
   if (error) return nullptr;
+  const auto address = SocketAddress::of(folder_, name);
+  if (!address) return nullptr;
 
   const int fd = datagramSocket();
   if (fd < 0) return nullptr;
-  bool bound = ::bind(fd, asSockaddr(*address), sizeof *address) == 0;
-  if (!bound && errno == EADDRINUSE && isAbandoned(*address)) {
-    ::unlink(address->sun_path);
-    bound = ::bind(fd, asSockaddr(*address), sizeof *address) == 0;
+  const sockaddr_un& where = address->address();
+  bool bound = ::bind(fd, asSockaddr(where), sizeof where) == 0;
+  if (!bound && errno == EADDRINUSE && isAbandoned(where)) {
+    ::unlink(address->path().c_str());
+    bound = ::bind(fd, asSockaddr(where), sizeof where) == 0;
   }
   struct stat status{};
-  if (!bound || ::stat(address->sun_path, &status) != 0) {
+  if (!bound || ::stat(address->path().c_str(), &status) != 0) {
     ::close(fd);
     return nullptr;
   }
-  return std::make_unique<SocketListener>(fd, address->sun_path, status.st_dev, status.st_ino);
+  return std::make_unique<SocketListener>(fd, address->path(), status.st_dev, status.st_ino);
 }
 
 }  // namespace kestrin::widget

@@ -1,5 +1,7 @@
 #include "app/Monitor.hpp"
 
+#include "BatteryCore/text/Formatting.hpp"
+
 #include "BatteryCore/supervision/CalibrationLog.hpp"
 #include "BatteryCore/supervision/LimitChangeRule.hpp"
 #include "BatteryCore/supervision/Situation.hpp"
@@ -256,14 +258,17 @@ widget::WidgetSnapshot Monitor::widgetSnapshot(const BatterySnapshot& s, const A
   snapshot.charging = s.charging;
   snapshot.mood = attention.widgetTone();
   snapshot.headline = Meaning::headline(attention, s, state_.session, settings_.level);
+  // The short figures are bare ("96%", "2 h"): the widget words them itself
+  // ("96% health", "2 h above 80%").
   if (!state_.health.empty()) {
-    const auto health = Meaning::health(HealthTrend::healthPercent(state_.health.back()), s.cycleCount,
-                                        settings_.level);
-    snapshot.health = health.title;
+    const auto percent = HealthTrend::healthPercent(state_.health.back());
+    const auto health = Meaning::health(percent, s.cycleCount, settings_.level);
+    if (percent) snapshot.health = Formatting::percent(*percent);
     snapshot.healthLine = health.detail;
   }
-  const auto highCharge = Meaning::highCharge(state_.highCharge.summary(now, calendar_), settings_.level);
-  snapshot.highCharge = highCharge.title;
+  const auto summary = state_.highCharge.summary(now, calendar_);
+  const auto highCharge = Meaning::highCharge(summary, settings_.level);
+  snapshot.highCharge = Formatting::hours(summary.hoursAbove80);
   snapshot.highChargeLine = highCharge.detail;
   return snapshot;
 }
@@ -352,9 +357,10 @@ void Monitor::load(StateStore& store) {
 void Monitor::save(StateStore& store, Date now, bool all) {
   const bool first = !saved_;
   const MonitorState& before = first ? state_ : *saved_;
-  auto changed = [&](auto member) { return first || !(state_.*member == before.*member); };
+  const bool everything = all;  // at shutdown: every state, changed or not
+  auto changed = [&](auto member) { return everything || first || !(state_.*member == before.*member); };
 
-  if (first || !savedSettings_ || !(*savedSettings_ == settings_)) store.save("settings", settings_);
+  if (everything || first || !savedSettings_ || !(*savedSettings_ == settings_)) store.save("settings", settings_);
   if (changed(&MonitorState::watchdog)) store.save("watchdog", state_.watchdog);
   if (changed(&MonitorState::calibration)) store.save("calibration", state_.calibration);
   if (changed(&MonitorState::session)) store.save("session", OptionalSession{state_.session});

@@ -116,7 +116,8 @@ class Monitor {
   // Reads every state from the store (damaged files are moved aside there).
   void load(StateStore& store);
   // Writes what changed. The states that change on every tick (the last
-  // reading, time above 80%) go at most every ten minutes, or when `all`.
+  // reading, time above 80%) go at most every ten minutes. With `all` (at
+  // shutdown) every state is written, so the folder holds all of them.
   void save(StateStore& store, batterycore::Date now, bool all = false);
 
  private:

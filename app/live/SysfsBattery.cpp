@@ -317,6 +317,10 @@ std::optional<std::string> SysfsBattery::writeThreshold(const fs::path& file, in
                                       {file.string(), std::string(std::strerror(failure))});
 }
 
+void SysfsBattery::rememberThreshold(int percent) {
+  if (isThresholdOn(percent)) remembered_ = percent;
+}
+
 std::optional<std::string> SysfsBattery::switchOff() {
   const auto folder = batteryFolder();
   if (!folder) return noThresholdReason();

@@ -79,6 +79,13 @@ class SysfsBattery final : public batterycore::BatterySource, public LimitContro
   // The charge threshold as it stands now.
   batterycore::LimitState limit();
 
+  // The threshold that switching on restores: the last one below 100 seen or
+  // replaced. A service keeps it between runs, so a limit switched off before
+  // a restart can still be put back.
+  std::optional<int> rememberedThreshold() const { return remembered_; }
+  // Ignored unless 1 to 99.
+  void rememberThreshold(int percent);
+
  private:
   std::optional<std::string> writeThreshold(const std::filesystem::path& file, int value) const;
   batterycore::ThermalLevel thermal() const;

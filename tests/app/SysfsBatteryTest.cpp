@@ -1,4 +1,5 @@
 #include "app/live/SysfsBattery.hpp"
+#include "tests/app/SysfsTree.hpp"
 
 #include <gtest/gtest.h>
 
@@ -21,56 +22,9 @@ using batterycore::ThermalLevel;
 const Date kNow = batterycore::dateFromSecondsSince1970(1767225600.0);  // 2026-01-01T00:00:00Z
 const std::string kNoThreshold = "This laptop's battery driver has no charge threshold.";
 
-std::string contents(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
+SysfsBattery batteryIn(const SysfsTree& tree) {
+  return SysfsBattery(tree.root(), [] { return kNow; });
 }
-
-void write(const fs::path& file, const std::string& text) {
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary) << text;
-}
-
-// A captured machine's power-supply folder in a temporary place. With
-// attribute files, each uevent line also becomes the file the kernel would
-// show beside it; files already in the fixture stay as they are.
-class SysfsTree {
- public:
-  explicit SysfsTree(const std::string& sample, bool attributeFiles = true)
-      : root_(fs::temp_directory_path() /
-              ("kestrin-sysfs-" + std::to_string(::getpid()) + "-" +
-               ::testing::UnitTest::GetInstance()->current_test_info()->name() + "-" + sample)) {
-    fs::remove_all(root_);
-    fs::create_directories(root_);
-    fs::copy(fs::path(KESTRIN_TEST_DATA_DIR) / "sysfs" / sample, root_, fs::copy_options::recursive);
-    if (!attributeFiles) return;
-    for (const auto& supply : fs::directory_iterator(root_)) {
-      const auto uevent = Uevent::parse(contents(supply.path() / "uevent"));
-      for (const auto& [name, value] : uevent.attributes()) {
-        if (!fs::exists(supply.path() / name)) write(supply.path() / name, value + "\n");
-      }
-    }
-  }
-  ~SysfsTree() {
-    std::error_code ignored;
-    for (const auto& entry : fs::recursive_directory_iterator(root_, ignored)) {
-      ::chmod(entry.path().c_str(), entry.is_directory() ? 0700 : 0600);
-    }
-    fs::remove_all(root_, ignored);
-  }
-  SysfsTree(const SysfsTree&) = delete;
-  SysfsTree& operator=(const SysfsTree&) = delete;
-
-  const fs::path& root() const { return root_; }
-  SysfsBattery battery() const {
-    return SysfsBattery(root_, [] { return kNow; });
-  }
-
- private:
-  fs::path root_;
-};
 
 struct Expected {
   const char* sample;
@@ -135,14 +89,14 @@ void expectReading(const Expected& e, const std::optional<BatterySnapshot>& read
 TEST(SysfsBattery, ReadsCapturedLaptops) {
   for (const auto& e : kCaptured) {
     SysfsTree tree(e.sample);
-    expectReading(e, tree.battery().read());
+    expectReading(e, batteryIn(tree).read());
   }
 }
 
 TEST(SysfsBattery, UeventAloneGivesTheSameReading) {
   for (const auto& e : kCaptured) {
     SysfsTree tree(e.sample, false);
-    expectReading(e, tree.battery().read());
+    expectReading(e, batteryIn(tree).read());
   }
 }
 
@@ -150,7 +104,7 @@ TEST(SysfsBattery, AttributeFilesWinOverUevent) {
   SysfsTree tree("legion-go-s");
   write(tree.root() / "BAT0" / "capacity", "57\n");
   write(tree.root() / "ACAD" / "online", "1\n");
-  const auto reading = tree.battery().read();
+  const auto reading = batteryIn(tree).read();
   ASSERT_TRUE(reading);
   EXPECT_EQ(reading->percent, 57);
   EXPECT_TRUE(reading->pluggedIn);
@@ -158,12 +112,12 @@ TEST(SysfsBattery, AttributeFilesWinOverUevent) {
 
 TEST(SysfsBattery, TakesTheFirstOfTwoBatteries) {
   SysfsTree tree("thinkpad-two-batteries");
-  EXPECT_EQ(tree.battery().batteryFolder(), tree.root() / "BAT0");
+  EXPECT_EQ(batteryIn(tree).batteryFolder(), tree.root() / "BAT0");
 }
 
 TEST(SysfsBattery, PeripheralsAreNoLaptopBattery) {
   SysfsTree tree("peripherals-only");
-  auto battery = tree.battery();
+  auto battery = batteryIn(tree);
   EXPECT_EQ(battery.batteryFolder(), std::nullopt);
   EXPECT_EQ(battery.read(), std::nullopt);
   EXPECT_EQ(battery.limit(), LimitState::unavailable(kNoThreshold));
@@ -175,7 +129,7 @@ TEST(SysfsBattery, NoReadingWithoutAUsableCapacity) {
   for (const char* capacity : capacities) {
     SysfsTree tree("legion-go-s");
     write(tree.root() / "BAT0" / "capacity", capacity);
-    EXPECT_EQ(tree.battery().read(), std::nullopt) << capacity;
+    EXPECT_EQ(batteryIn(tree).read(), std::nullopt) << capacity;
   }
 }
 
@@ -253,7 +207,7 @@ TEST(SysfsBattery, ThermalLevelFromTheHottestZone) {
 TEST(SysfsBatteryLimit, SwitchOffThenOnRestoresTheThreshold) {
   SysfsTree tree("thinkpad-two-batteries");
   const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
-  auto battery = tree.battery();
+  auto battery = batteryIn(tree);
   EXPECT_EQ(battery.switchOff(), std::nullopt);
   EXPECT_EQ(contents(threshold), "100");
   EXPECT_EQ(battery.read()->limit, LimitState::off(80));
@@ -267,7 +221,7 @@ TEST(SysfsBatteryLimit, OffRemembersOnlyWhatThisObjectSaw) {
   SysfsTree tree("thinkpad-two-batteries");
   const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
   write(threshold, "100\n");
-  auto battery = tree.battery();
+  auto battery = batteryIn(tree);
   EXPECT_EQ(battery.read()->limit, LimitState::off());
   EXPECT_EQ(battery.switchOn(), "No earlier limit to restore.");
   EXPECT_EQ(contents(threshold), "100\n");
@@ -282,7 +236,7 @@ TEST(SysfsBatteryLimit, OffRemembersOnlyWhatThisObjectSaw) {
 
 TEST(SysfsBatteryLimit, NoThresholdFileMeansUnavailable) {
   SysfsTree tree("legion-go-s");
-  auto battery = tree.battery();
+  auto battery = batteryIn(tree);
   EXPECT_EQ(battery.limit(), LimitState::unavailable(kNoThreshold));
   EXPECT_EQ(battery.switchOff(), kNoThreshold);
   EXPECT_EQ(battery.switchOn(), kNoThreshold);
@@ -294,7 +248,7 @@ TEST(SysfsBatteryLimit, NonsenseThresholdIsUnavailableAndLeftAlone) {
   SysfsTree tree("thinkpad-two-batteries");
   const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
   write(threshold, "78497792\n");
-  auto battery = tree.battery();
+  auto battery = batteryIn(tree);
   EXPECT_FALSE(battery.limit().isAvailable());
   EXPECT_TRUE(battery.switchOff().has_value());
   EXPECT_EQ(contents(threshold), "78497792\n");
@@ -305,7 +259,7 @@ TEST(SysfsBatteryLimit, ReadOnlyThresholdIsRefusedWithItsPath) {
   SysfsTree tree("thinkpad-two-batteries");
   const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
   ASSERT_EQ(::chmod(threshold.c_str(), 0444), 0);
-  auto battery = tree.battery();
+  auto battery = batteryIn(tree);
   EXPECT_EQ(battery.switchOff(),
             "Kestrin needs permission to change the charge threshold (" + threshold.string() + ").");
   EXPECT_EQ(contents(threshold), "80\n");

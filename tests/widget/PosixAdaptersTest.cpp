@@ -196,6 +196,19 @@ TEST(SocketNotifications, OneListenerPerNameAndTakesOverAnAbandonedSocket) {
   EXPECT_TRUE(successor->wait(Seconds{1}));
 }
 
+TEST(SocketNotifications, WorkInAFolderDeeperThanASocketPathAllows) {
+  testing::TemporaryFolder folder;
+  const auto deep = folder.path() / std::string(60, 'd') / std::string(60, 'e');
+  SocketNotifications notifications(deep);
+  auto listener = notifications.listen("app.kestrin.control");
+  ASSERT_NE(listener, nullptr);
+  EXPECT_TRUE(std::filesystem::exists(deep / "app.kestrin.control"));
+  SocketNotifications(deep).post("app.kestrin.control");
+  EXPECT_TRUE(listener->wait(Seconds{1}));
+  listener.reset();
+  EXPECT_FALSE(std::filesystem::exists(deep / "app.kestrin.control"));
+}
+
 TEST(SocketNotifications, RefusesNamesThatAreNotFileNames) {
   testing::TemporaryFolder folder;
   SocketNotifications notifications(folder.path());

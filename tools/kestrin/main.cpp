@@ -6,10 +6,13 @@
 //   kestrin readings [FILE.json] phase, mood and power flow of readings
 //   kestrin alerts               every alert kind, its setting and what it means
 //   kestrin texts [PREFIX]       the catalogue's texts as a language reads them
+//   kestrin read                 one reading of this machine's battery, as JSON
+//   kestrin watch                Kestrin as a service on this machine's battery
 #include "app/ReadingTable.hpp"
 #include "tools/kestrin/AlertsCommand.hpp"
 #include "tools/kestrin/DeparturesCommand.hpp"
 #include "tools/kestrin/HealthCommand.hpp"
+#include "tools/kestrin/LiveCommands.hpp"
 #include "tools/kestrin/Resources.hpp"
 #include "tools/kestrin/SimulateCommand.hpp"
 #include "tools/kestrin/ExplainCommand.hpp"
@@ -64,6 +67,7 @@ int main(int argc, char** argv) {
   const auto explain = kestrin::tool::ExplainCommand::add(app);
   auto simulate = kestrin::tool::addSimulateCommand(app);
   auto replay = kestrin::tool::addReplayCommand(app);
+  const auto live = kestrin::tool::addLiveCommands(app);
   CLI11_PARSE(app, argc, argv);
 
   const auto scenarios = kestrin::tool::scenarioFolder(argv[0]);
@@ -79,6 +83,7 @@ int main(int argc, char** argv) {
     }
     return printReadings(*scenarios / "readings.json");
   }
+  if (live.chosen()) return live.run(std::cout, std::cerr);
   if (explain.chosen()) return explain.run();
   if (widgetCommands.chosen()) return widgetCommands.run(std::cout, std::cerr);
   if (departures.chosen()) return departures.run(std::cout, std::cerr);

@@ -1,0 +1,111 @@
+#include "app/Watch.hpp"
+
+#include "KestrinWidget/ControlRequest.hpp"
+#include "KestrinWidget/WidgetSnapshot.hpp"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+
+namespace kestrin::app {
+
+using batterycore::BatteryAlert;
+using batterycore::Date;
+using batterycore::FullChargeSession;
+using batterycore::Seconds;
+
+Monitor::Hooks watchHooks(const widget::AppGroup& group, std::function<std::string()> powerLog) {
+  Monitor::Hooks hooks;
+  hooks.powerLog = std::move(powerLog);
+  hooks.controlPreferences = group.preferences.get();
+  hooks.writeWidget = [&group](const widget::WidgetSnapshot& snapshot) {
+    if (group.preferences) {
+      snapshot.write(*group.container, *group.preferences);
+    } else if (const auto folder = group.container->folder()) {
+      widget::writeFileAtomically(*folder / widget::WidgetSnapshot::fileName, snapshot.encoded());
+    }
+  };
+  return hooks;
+}
+
+std::vector<std::string> tickNotes(const TickReport& report) {
+  std::vector<std::string> notes;
+  for (const auto& alert : report.posted) {
+    notes.push_back("notified (" + std::string(BatteryAlert::rawValue(alert.kind)) + "): " + alert.title + ". " +
+                    alert.body);
+  }
+  if (report.sessionStarted) notes.emplace_back("full charge started, limit switched off");
+  if (report.sessionEnded) {
+    notes.push_back("full charge ended (" + std::string(FullChargeSession::rawValue(*report.sessionEnded)) + ")");
+  }
+  if (report.controlAnswered) {
+    notes.push_back(std::string("control asked for the limit ") + (*report.controlAnswered ? "on" : "off"));
+  }
+  if (report.limitFailure) notes.push_back("could not switch the limit: " + *report.limitFailure);
+  return notes;
+}
+
+Watch::Watch(Monitor& monitor, StateStore& store, const widget::AppGroup& group, WatchOptions options)
+    : monitor_(monitor), store_(store), group_(group), options_(std::move(options)) {
+  if (!options_.clock) options_.clock = [] { return Date(std::chrono::system_clock::now()); };
+}
+
+void Watch::note(const std::string& line) const {
+  if (options_.note) options_.note(line);
+}
+
+TickReport Watch::tick(Date now) {
+  // A gap far longer than the interval: the machine slept, or the service
+  // was not running. Either way readings come in a burst now.
+  if (lastTick_ && now - *lastTick_ > 2 * options_.interval) wokeAt_ = now;
+  auto report = monitor_.tick(now, wokeAt_);
+  if (report.controlAnswered && report.snapshot) {
+    // Read again at once, so the widget shows the limit the control just set.
+    auto again = monitor_.tick(now, wokeAt_);
+    report.posted.insert(report.posted.end(), again.posted.begin(), again.posted.end());
+    if (again.widgetWritten) report.widgetWritten = again.widgetWritten;
+  }
+  if (!report.snapshot && !unreadable_) note("cannot read the battery; trying again at the next tick");
+  if (report.snapshot && unreadable_) note("the battery reads again");
+  unreadable_ = !report.snapshot;
+  for (const auto& line : tickNotes(report)) note(line);
+  monitor_.save(store_, now);
+  if (options_.persist) options_.persist(store_);
+  lastTick_ = now;
+  return report;
+}
+
+bool Watch::waitFor(Seconds timeout) {
+  if (listener_) return listener_->wait(timeout);
+  // Nobody can notify us: just sleep, waking early for a signal.
+  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(timeout).count();
+  ::poll(nullptr, 0, static_cast<int>(std::clamp<long long>(milliseconds, 0, 24 * 3600 * 1000)));
+  return false;
+}
+
+void Watch::run(const volatile std::sig_atomic_t& stop) {
+  monitor_.load(store_);
+  lastTick_ = monitor_.state().lastTick;
+  listener_ = group_.notifications->listen(widget::ControlRequest::notification);
+  if (!listener_) note("cannot listen for the charge-limit control; it is answered at each tick instead");
+
+  Date next = options_.clock();
+  while (stop == 0) {
+    const Date now = options_.clock();
+    if (now >= next) {
+      tick(now);
+      next = now + options_.interval;
+      continue;
+    }
+    // The wall clock was set back: never wait longer than one interval.
+    if (next - now > options_.interval) next = now + options_.interval;
+    if (waitFor(next - now) && stop == 0) tick(options_.clock());
+  }
+  monitor_.save(store_, options_.clock(), true);
+  if (options_.persist) options_.persist(store_);
+  note("stopped; every state saved");
+}
+
+}  // namespace kestrin::app

@@ -1,0 +1,160 @@
+// `kestrin watch` as a person runs it: a separate process over a captured
+// power-supply tree that the test changes underneath it, asked to switch the
+// limit by `kestrin limit` from yet another process, and stopped with SIGTERM.
+#include "KestrinWidget/WidgetSnapshot.hpp"
+#include "tests/app/SysfsTree.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <thread>
+
+extern char** environ;
+
+namespace kestrin::app::live {
+namespace {
+
+using namespace std::chrono_literals;
+
+#ifdef KESTRIN_TOOL_PATH
+
+// Polls `done` every 50 ms for up to `limit`.
+bool eventually(const std::function<bool()>& done, std::chrono::milliseconds limit = 15s) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (done()) return true;
+    std::this_thread::sleep_for(50ms);
+  }
+  return done();
+}
+
+class WatchCommandTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fs::remove_all(work_);
+    fs::create_directories(work_);
+    ::setenv("KESTRIN_GROUP_DIR", group().c_str(), 1);
+  }
+  void TearDown() override {
+    if (pid_ > 0) {
+      ::kill(pid_, SIGKILL);
+      ::waitpid(pid_, nullptr, 0);
+    }
+    ::unsetenv("KESTRIN_GROUP_DIR");
+    fs::remove_all(work_);
+  }
+
+  fs::path group() const { return work_ / "group"; }
+  fs::path state() const { return work_ / "state"; }
+
+  void start(const fs::path& sysfs, const std::string& interval) {
+    const std::string tool = KESTRIN_TOOL_PATH;
+    std::vector<std::string> args{tool, "watch", "--interval", interval, "--sysfs", sysfs.string(),
+                                  "--state", state().string()};
+    std::vector<char*> argv;
+    for (auto& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    const std::string log = (work_ / "watch.log").string();
+    posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_adddup2(&actions, 1, 2);
+    ASSERT_EQ(posix_spawn(&pid_, tool.c_str(), &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+  }
+
+  // Sends SIGTERM and returns the exit status (-1 when it did not exit in time).
+  int stop() {
+    ::kill(pid_, SIGTERM);
+    int status = 0;
+    const bool exited = eventually([&] { return ::waitpid(pid_, &status, WNOHANG) == pid_; }, 10s);
+    if (!exited) return -1;
+    pid_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+
+  // `kestrin limit on|off` from another process; its exit status.
+  int limit(const std::string& state) {
+    const std::string command = std::string("'") + KESTRIN_TOOL_PATH + "' limit " + state + " >'" +
+                                (work_ / "limit.out").string() + "' 2>&1";
+    const int status = std::system(command.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  std::optional<widget::WidgetSnapshot> widget() const {
+    const auto bytes = widget::readWholeFile(group() / "snapshot.json");
+    return bytes ? widget::WidgetSnapshot::decoded(*bytes) : std::nullopt;
+  }
+
+  fs::path work_ = fs::temp_directory_path() / ("kestrin-watch-cmd-" + std::to_string(::getpid()) + "-" +
+                                                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  pid_t pid_ = -1;
+};
+
+TEST_F(WatchCommandTest, TicksOnTheLiveTreeAndStopsWithEveryStateOnDisk) {
+  SysfsTree tree("thinkpad-two-batteries");  // held at 80% by a threshold of 80
+  start(tree.root(), "1");
+  ASSERT_TRUE(eventually([&] { return widget().has_value(); })) << contents(work_ / "watch.log");
+  EXPECT_EQ(widget()->percent, 80);
+  EXPECT_EQ(widget()->limit, 80);
+
+  // Unplugged: the battery discharges. The widget follows once the mood changes.
+  write(tree.root() / "BAT0" / "status", "Discharging\n");
+  write(tree.root() / "BAT0" / "capacity", "78\n");
+  write(tree.root() / "BAT0" / "power_now", "9500000\n");
+  ASSERT_TRUE(eventually([&] { return widget() && widget()->percent == 78; })) << contents(work_ / "watch.log");
+
+  EXPECT_EQ(stop(), 0) << contents(work_ / "watch.log");
+  for (const char* name : {"settings", "monitor", "watchdog", "calibration", "session", "departures", "smartTopUp",
+                           "highCharge", "health", "milestone", "alertPolicy", "alerts", "chargers", "weakCharger",
+                           "threshold"}) {
+    EXPECT_TRUE(fs::exists(state() / (std::string(name) + ".json"))) << name;
+  }
+  // The last reading is on disk, not only the one from ten minutes ago.
+  const auto monitor = batterycore::Json::parse(contents(state() / "monitor.json"));
+  EXPECT_EQ(monitor.at("last").at("percent"), 78);
+  EXPECT_EQ(batterycore::Json::parse(contents(state() / "threshold.json")), batterycore::Json({{"restore", 80}}));
+}
+
+TEST_F(WatchCommandTest, AnswersTheLimitControlBetweenTicksAndRestoresAfterARestart) {
+  SysfsTree tree("thinkpad-two-batteries");
+  const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
+  // An hour between ticks: only the control's notification can wake it in time.
+  start(tree.root(), "3600");
+  ASSERT_TRUE(eventually([&] { return widget().has_value(); })) << contents(work_ / "watch.log");
+
+  EXPECT_EQ(limit("off"), 0) << contents(work_ / "limit.out");
+  EXPECT_EQ(contents(threshold), "100");
+  EXPECT_EQ(widget()->limit, std::nullopt) << "the widget shows the change at once";
+
+  // A restart in between: the threshold to put back is remembered on disk.
+  EXPECT_EQ(stop(), 0) << "a signal ends the hour-long wait";
+  start(tree.root(), "3600");
+  ASSERT_TRUE(eventually([&] { return fs::exists(group() / "Preferences"); }));
+  std::this_thread::sleep_for(300ms);  // let it listen before asking
+  EXPECT_EQ(limit("on"), 0) << contents(work_ / "limit.out");
+  EXPECT_EQ(contents(threshold), "80");
+  EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(WatchCommandTest, RefusesToStartWithoutABattery) {
+  SysfsTree tree("peripherals-only");
+  start(tree.root(), "60");
+  int status = 0;
+  ASSERT_TRUE(eventually([&] { return ::waitpid(pid_, &status, WNOHANG) == pid_; }, 10s));
+  pid_ = -1;
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  EXPECT_NE(contents(work_ / "watch.log").find("no laptop battery under"), std::string::npos);
+}
+
+#endif  // KESTRIN_TOOL_PATH
+
+}  // namespace
+}  // namespace kestrin::app::live

@@ -1,0 +1,149 @@
+#include "app/Watch.hpp"
+
+#include "KestrinWidget/ControlRequest.hpp"
+#include "KestrinWidget/WidgetSnapshot.hpp"
+#include "tests/readings/Readings.hpp"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+
+namespace kestrin::app {
+namespace {
+
+namespace fs = std::filesystem;
+using batterycore::BatteryAlert;
+using batterycore::BatterySnapshot;
+using batterycore::Calendar;
+using batterycore::Date;
+using batterycore::LimitState;
+using batterycore::Seconds;
+using batterycore::ThermalLevel;
+using namespace std::chrono_literals;
+
+// A plugged-in laptop held at 80%, whose limit follows the switch.
+struct HeldBattery final : batterycore::BatterySource, LimitController {
+  BatterySnapshot reading = batterycore::testing::reading(80, true, false, LimitState::on(80));
+  std::optional<BatterySnapshot> read() override { return reading; }
+  std::optional<std::string> switchOn() override {
+    reading.limit = LimitState::on(80);
+    return std::nullopt;
+  }
+  std::optional<std::string> switchOff() override {
+    reading.limit = LimitState::off(80);
+    return std::nullopt;
+  }
+};
+
+class WatchTest : public ::testing::Test {
+ protected:
+  void TearDown() override { fs::remove_all(folder_); }
+
+  Watch makeWatch(std::vector<std::string>* notes = nullptr) {
+    WatchOptions options;
+    options.interval = 60s;
+    options.note = [notes](std::string_view line) {
+      if (notes) notes->emplace_back(line);
+    };
+    return Watch(monitor_, store_, group_, std::move(options));
+  }
+  TickReport tickAt(Watch& watch, Date now) {
+    battery_.reading.at = now;
+    return watch.tick(now);
+  }
+
+  fs::path folder_ = fs::temp_directory_path() / ("kestrin-watch-" + std::to_string(::getpid()) + "-" +
+                                                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  HeldBattery battery_;
+  widget::AppGroup group_ = widget::AppGroup::inFolder(folder_ / "group");
+  StateStore store_{folder_ / "state", {}, false};
+  Monitor monitor_{battery_, battery_, Calendar::utc(), watchHooks(group_, {})};
+  Date t0_ = *batterycore::parseIso8601("2026-03-02T09:00:00Z");
+};
+
+TEST_F(WatchTest, AGapBetweenTicksIsAWakeThatHoldsAlertsBack) {
+  auto watch = makeWatch();
+  tickAt(watch, t0_);
+  tickAt(watch, t0_ + 60s);
+  // Two hours asleep; the laptop wakes up hot.
+  battery_.reading.thermal = ThermalLevel::serious;
+  const Date woke = t0_ + 60s + 2h;
+  auto report = tickAt(watch, woke);
+  ASSERT_EQ(report.raised.size(), 1u);
+  EXPECT_EQ(report.raised[0].kind, BatteryAlert::Kind::hot);
+  EXPECT_TRUE(report.posted.empty()) << "nothing leaves in the first two minutes after a wake";
+  EXPECT_TRUE(tickAt(watch, woke + 60s).posted.empty());
+  report = tickAt(watch, woke + 121s);
+  ASSERT_EQ(report.posted.size(), 1u);
+  EXPECT_EQ(report.posted[0].kind, BatteryAlert::Kind::hot);
+}
+
+TEST_F(WatchTest, TicksAnIntervalApartAreNoWake) {
+  auto watch = makeWatch();
+  tickAt(watch, t0_);
+  battery_.reading.thermal = ThermalLevel::serious;
+  const auto report = tickAt(watch, t0_ + 90s);  // a late tick, not sleep
+  ASSERT_EQ(report.posted.size(), 1u);
+  EXPECT_EQ(report.posted[0].kind, BatteryAlert::Kind::hot);
+}
+
+TEST_F(WatchTest, AnsweringTheControlRefreshesTheWidgetAtOnce) {
+  std::vector<std::string> notes;
+  auto watch = makeWatch(&notes);
+  tickAt(watch, t0_);
+  const auto first = widget::WidgetSnapshot::load(group_);
+  ASSERT_TRUE(first);
+  EXPECT_EQ(first->limit, 80);
+  // Bare figures: the widget adds "health" and "above 80%" itself.
+  EXPECT_EQ(first->health, "89%");  // 4000 of 4500 mAh
+  EXPECT_EQ(first->highCharge, "0 h");
+
+  const widget::ControlRequest request{false, t0_ + 30s};
+  ASSERT_TRUE(group_.preferences->setDictionary(widget::ControlRequest::requestKey, request.dictionary()));
+  const auto report = tickAt(watch, t0_ + 31s);
+  EXPECT_EQ(report.controlAnswered, false);
+  EXPECT_TRUE(battery_.reading.limit.isOff());
+  const auto shown = widget::WidgetSnapshot::load(group_);
+  ASSERT_TRUE(shown);
+  EXPECT_EQ(shown->limit, std::nullopt) << "the widget shows the limit off without waiting for the next tick";
+  EXPECT_NE(std::find(notes.begin(), notes.end(), "control asked for the limit off"), notes.end());
+}
+
+TEST_F(WatchTest, RunStopsOnTheFlagWithEveryStateSaved) {
+  volatile std::sig_atomic_t stop = 0;
+  int ticks = 0;
+  std::vector<std::string> notes;
+  Watch watch(monitor_, store_, group_,
+              WatchOptions{.interval = 60s,
+                           .note = [&notes](std::string_view line) { notes.emplace_back(line); },
+                           .clock = [this] { return t0_; },
+                           .persist = [&](StateStore& states) {
+                             states.saveJson("extra", batterycore::Json{{"ticks", ++ticks}});
+                             stop = 1;  // as a signal would, right after the first tick
+                           }});
+  watch.run(stop);
+  EXPECT_EQ(ticks, 2) << "one tick, then the final save";
+  for (const char* name : {"settings", "watchdog", "monitor", "highCharge", "alertPolicy", "extra"}) {
+    EXPECT_TRUE(fs::exists(store_.pathOf(name))) << name;
+  }
+  ASSERT_FALSE(notes.empty());
+  EXPECT_EQ(notes.back(), "stopped; every state saved");
+}
+
+TEST(TickNotesTest, TellsWhatAPersonWouldWantInTheLog) {
+  TickReport quiet;
+  EXPECT_TRUE(tickNotes(quiet).empty());
+
+  TickReport busy;
+  busy.posted.push_back(BatteryAlert{BatteryAlert::Kind::hot, Date{}, "Mac is hot", "Charging slows down.", {}});
+  busy.sessionEnded = batterycore::FullChargeSession::RestoreReason::unplugged;
+  busy.limitFailure = "no permission";
+  EXPECT_EQ(tickNotes(busy), (std::vector<std::string>{"notified (hot): Mac is hot. Charging slows down.",
+                                                       "full charge ended (unplugged)",
+                                                       "could not switch the limit: no permission"}));
+}
+
+}  // namespace
+}  // namespace kestrin::app

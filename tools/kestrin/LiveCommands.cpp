@@ -1,0 +1,258 @@
+#include "tools/kestrin/LiveCommands.hpp"
+
+#include "tools/kestrin/CommandSupport.hpp"
+
+#include "BatteryCore/foundation/Calendar.hpp"
+#include "BatteryCore/health/ChargerReason.hpp"
+#include "BatteryCore/supervision/Attention.hpp"
+#include "BatteryCore/supervision/CalibrationDetector.hpp"
+#include "BatteryCore/supervision/LimitWatchdog.hpp"
+#include "BatteryCore/supervision/Situation.hpp"
+#include "BatteryCore/text/DetailLevel.hpp"
+#include "BatteryCore/text/Formatting.hpp"
+#include "BatteryCore/text/MeaningSituation.hpp"
+#include "KestrinWidget/Log.hpp"
+#include "app/Monitor.hpp"
+#include "app/StateStore.hpp"
+#include "app/Watch.hpp"
+#include "app/live/AppleBatteryProperties.hpp"
+#include "app/live/PowerLog.hpp"
+#include "app/live/SysfsBattery.hpp"
+
+#include <CLI/CLI.hpp>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <ostream>
+#include <sstream>
+
+namespace kestrin::tool {
+
+namespace fs = std::filesystem;
+using namespace batterycore;
+
+namespace {
+
+// Set by SIGTERM and SIGINT; the watch loop checks it between waits.
+volatile std::sig_atomic_t stopRequested = 0;
+
+extern "C" void requestStop(int) { stopRequested = 1; }
+
+void installStopHandlers() {
+  struct sigaction action{};
+  action.sa_handler = requestStop;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = 0;  // no SA_RESTART: a signal ends the wait for the next tick
+  ::sigaction(SIGTERM, &action, nullptr);
+  ::sigaction(SIGINT, &action, nullptr);
+}
+
+std::optional<std::string> environment(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr || *value == '\0') return std::nullopt;
+  return std::string(value);
+}
+
+// $XDG_STATE_HOME/kestrin/state, else ~/.local/state/kestrin/state.
+std::optional<fs::path> defaultStateFolder() {
+  if (const auto stateHome = environment("XDG_STATE_HOME"); stateHome && fs::path(*stateHome).is_absolute()) {
+    return fs::path(*stateHome) / "kestrin" / "state";
+  }
+  if (const auto home = environment("HOME")) return fs::path(*home) / ".local" / "state" / "kestrin" / "state";
+  return std::nullopt;
+}
+
+std::string readAll(std::istream& in) { return {std::istreambuf_iterator<char>(in), {}}; }
+
+// What Kestrin would say about a reading on its own: the limit holding, no
+// full charge, no calibration.
+void explainReading(const BatterySnapshot& snapshot, DetailLevel level, std::ostream& out) {
+  const auto calendar = Calendar::gregorian(systemTimeZone(), Formatting::localeName());
+  const LimitAvailability control = snapshot.limit.isAvailable()
+                                        ? LimitAvailability::available()
+                                        : LimitAvailability::unavailable(snapshot.limit.unavailableReason().value_or(""));
+  const Attention attention =
+      Attention::of(Situation{snapshot, LimitWatchdog{}.state, std::nullopt, CalibrationDetector{}.state, control});
+  out << "headline: " << Meaning::headline(attention, snapshot, std::nullopt, level) << "\n";
+  out << "detail: " << Meaning::detail(attention, snapshot, std::nullopt, level, snapshot.at, calendar) << "\n";
+}
+
+int readIoreg(const ReadCommandOptions& options, std::ostream& err,
+              std::optional<BatterySnapshot>& reading) {
+  std::string text;
+  if (options.ioregFile == "-") {
+    text = readAll(std::cin);
+  } else {
+    std::ifstream file(options.ioregFile, std::ios::binary);
+    if (!file) {
+      err << "kestrin: cannot open " << options.ioregFile << "\n";
+      return 1;
+    }
+    text = readAll(file);
+  }
+  try {
+    const Json tree = app::live::appleTreeFromText(text);
+    auto mapped = app::live::snapshotFromAppleProperties(tree, app::live::SysfsBattery::systemNow(),
+                                                         LimitState::off());
+    if (!mapped.snapshot) {
+      err << "kestrin: " << options.ioregFile << ": " << mapped.refusal << "\n";
+      return 1;
+    }
+    reading = std::move(mapped.snapshot);
+    // The registry entry does not hold the charge limit. A battery the
+    // charger holds at its limit shows it: that level is the limit.
+    if ((reading->notChargingReason & ChargerReason::atLimitBit) != 0 && reading->percent < 100) {
+      reading->limit = LimitState::on(static_cast<int>(reading->percent));
+    }
+  } catch (const DecodingError& error) {
+    err << "kestrin: " << options.ioregFile << ": " << error.what() << "\n";
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int runRead(const ReadCommandOptions& options, std::ostream& out, std::ostream& err) {
+  if (!useLocale(options.locale, err)) return 2;
+  const auto level = detailLevelFromRaw(options.level);
+  if (!level) {
+    err << "kestrin: --level must be simple or technical\n";
+    return 2;
+  }
+  std::optional<BatterySnapshot> reading;
+  if (!options.ioregFile.empty()) {
+    if (const int status = readIoreg(options, err, reading); status != 0) return status;
+  } else {
+    const fs::path root = options.sysfsRoot.empty() ? fs::path(app::live::kPowerSupplyRoot) : fs::path(options.sysfsRoot);
+    app::live::SysfsBattery battery(root, app::live::SysfsBattery::systemNow,
+                                    options.sysfsRoot.empty() ? std::optional<fs::path>(app::live::kThermalRoot)
+                                                              : std::nullopt);
+    reading = battery.read();
+    if (!reading) {
+      err << "kestrin: no laptop battery under " << root.string() << "\n";
+      return 1;
+    }
+  }
+  out << reading->toJson().dump(2) << "\n";
+  if (options.explain) explainReading(*reading, *level, out);
+  return 0;
+}
+
+int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream& err) {
+  if (!useLocale(options.locale, err)) return 2;
+  if (!(options.interval >= 1)) {
+    err << "kestrin: --interval must be at least one second\n";
+    return 2;
+  }
+  const auto stateFolder =
+      options.stateFolder.empty() ? defaultStateFolder() : std::optional<fs::path>(options.stateFolder);
+  if (!stateFolder) {
+    err << "kestrin: no folder for the states; give --state DIR\n";
+    return 2;
+  }
+
+  const bool terminal = ::isatty(STDOUT_FILENO) == 1;
+  auto note = [&out, terminal](std::string_view line, bool warning = false) {
+    widget::logServiceNote(line, warning);
+    if (terminal) out << line << std::endl;
+  };
+
+  const fs::path root = options.sysfsRoot.empty() ? fs::path(app::live::kPowerSupplyRoot) : fs::path(options.sysfsRoot);
+  std::optional<fs::path> thermal;
+  if (!options.thermalRoot.empty()) {
+    thermal = options.thermalRoot;
+  } else if (options.sysfsRoot.empty()) {
+    thermal = app::live::kThermalRoot;
+  }
+  app::live::SysfsBattery battery(root, app::live::SysfsBattery::systemNow, thermal);
+  if (!battery.batteryFolder()) {
+    err << "kestrin: no laptop battery under " << root.string() << "\n";
+    return 1;
+  }
+
+  std::error_code error;
+  fs::create_directories(*stateFolder, error);
+  app::StateStore store(*stateFolder, [&err, &note](const std::string& line) {
+    err << "kestrin: " << line << "\n";
+    note(line, true);
+  });
+  // The threshold to put back when the limit is switched on again outlives
+  // the process: a limit switched off before a restart can still be restored.
+  if (const auto kept = store.loadJson("threshold"); kept && kept->is_object()) {
+    if (const auto it = kept->find("restore"); it != kept->end() && it->is_number_integer()) {
+      battery.rememberThreshold(it->get<int>());
+    }
+  }
+  auto persistThreshold = [&battery](app::StateStore& states) {
+    if (const auto value = battery.rememberedThreshold()) states.saveJson("threshold", Json{{"restore", *value}});
+  };
+
+  std::function<std::string()> powerLog;
+  std::shared_ptr<app::live::PowerLogFile> logFile;
+  std::shared_ptr<app::live::PowerLogFollower> follower;
+  if (!options.powerLog.empty()) {
+    logFile = std::make_shared<app::live::PowerLogFile>(options.powerLog);
+    follower = std::make_shared<app::live::PowerLogFollower>();
+    powerLog = [logFile, follower] { return follower->newPart(logFile->readNew(), app::live::SysfsBattery::systemNow()); };
+  }
+
+  const widget::AppGroup group = widget::AppGroup::open();
+  app::Monitor monitor(battery, battery, Calendar::gregorian(systemTimeZone(), Formatting::localeName()),
+                       app::watchHooks(group, powerLog));
+  app::Watch watch(monitor, store, group,
+                   app::WatchOptions{.interval = Seconds{options.interval},
+                                     .note = [&note](std::string_view line) { note(line); },
+                                     .clock = app::live::SysfsBattery::systemNow,
+                                     .persist = persistThreshold});
+
+  installStopHandlers();
+  std::ostringstream start;
+  start << "watching " << battery.batteryFolder()->string() << " every " << options.interval << " s; states in "
+        << stateFolder->string();
+  if (const auto folder = group.container->folder()) start << "; widget in " << folder->string();
+  note(start.str());
+  watch.run(stopRequested);
+  return 0;
+}
+
+bool LiveCommands::chosen() const { return (watch != nullptr && *watch) || (read != nullptr && *read); }
+
+int LiveCommands::run(std::ostream& out, std::ostream& err) const {
+  if (*watch) return runWatch(*watchOptions, out, err);
+  return runRead(*readOptions, out, err);
+}
+
+LiveCommands addLiveCommands(CLI::App& app) {
+  LiveCommands commands;
+  commands.watchOptions = std::make_shared<WatchCommandOptions>();
+  commands.readOptions = std::make_shared<ReadCommandOptions>();
+
+  auto& w = *commands.watchOptions;
+  commands.watch = app.add_subcommand("watch", "Run Kestrin as a service on this machine's battery");
+  commands.watch->add_option("--interval", w.interval, "Seconds between two readings (default 60)");
+  commands.watch->add_option("--state", w.stateFolder,
+                             "Folder of the states (default $XDG_STATE_HOME/kestrin/state)");
+  commands.watch->add_option("--sysfs", w.sysfsRoot, "Power-supply folder to read (default /sys/class/power_supply)");
+  commands.watch->add_option("--thermal", w.thermalRoot, "Thermal-zone folder (default /sys/class/thermal)");
+  commands.watch->add_option("--power-log", w.powerLog, "A power-management log to follow for calibration");
+  commands.watch->add_option("--locale", w.locale, "Language of the texts (default: the system's)");
+
+  auto& r = *commands.readOptions;
+  commands.read = app.add_subcommand("read", "Print one reading of the battery as JSON");
+  auto* sysfs = commands.read->add_option("--sysfs", r.sysfsRoot,
+                                          "Power-supply folder to read (default /sys/class/power_supply)");
+  auto* ioreg = commands.read->add_option("--ioreg", r.ioregFile,
+                                          "An ioreg dump of AppleSmartBattery (text, XML or JSON; - for stdin)");
+  sysfs->excludes(ioreg);
+  commands.read->add_flag("--explain", r.explain, "Also print what Kestrin would say about it");
+  commands.read->add_option("--level", r.level, "simple or technical");
+  commands.read->add_option("--locale", r.locale, "Language of the texts (default: the system's)");
+  return commands;
+}
+
+}  // namespace kestrin::tool
