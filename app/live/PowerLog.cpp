@@ -1,6 +1,7 @@
 #include "app/live/PowerLog.hpp"
 
 #include <cctype>
+#include <cstdio>
 #include <fstream>
 
 namespace kestrin::app::live {
@@ -90,5 +91,18 @@ std::string PowerLogFile::readNew() {
   offset_ += text.size();
   return text;
 }
+
+#ifdef __APPLE__
+std::string readPmsetLog() {
+  std::string text;
+  FILE* pipe = ::popen("/usr/bin/pmset -g log", "r");
+  if (pipe == nullptr) return text;
+  char buffer[1 << 16];
+  std::size_t got = 0;
+  while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) text.append(buffer, got);
+  ::pclose(pipe);
+  return text;
+}
+#endif
 
 }  // namespace kestrin::app::live

@@ -60,4 +60,9 @@ class PowerLogFile {
   std::uintmax_t offset_ = 0;
 };
 
+#ifdef __APPLE__
+// The whole text `pmset -g log` prints now; "" when it cannot be run.
+std::string readPmsetLog();
+#endif
+
 }  // namespace kestrin::app::live

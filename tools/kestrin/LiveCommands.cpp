@@ -200,6 +200,13 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
     follower = std::make_shared<app::live::PowerLogFollower>();
     powerLog = [logFile, follower] { return follower->newPart(logFile->readNew(), app::live::SysfsBattery::systemNow()); };
   }
+#ifdef __APPLE__
+  else {
+    // macOS keeps its power log behind pmset, which prints all of it each time.
+    auto pmset = std::make_shared<app::live::PowerLogFollower>();
+    powerLog = [pmset] { return pmset->newPart(app::live::readPmsetLog(), app::live::SysfsBattery::systemNow()); };
+  }
+#endif
 
   const widget::AppGroup group = widget::AppGroup::open();
   app::Monitor monitor(battery, battery, Calendar::gregorian(systemTimeZone(), Formatting::localeName()),
