@@ -139,7 +139,7 @@ TEST_F(WatchCommandTest, AnswersTheLimitControlBetweenTicksAndRestoresAfterARest
   start(tree.root(), "3600");
   ASSERT_TRUE(eventually([&] { return fs::exists(group() / "Preferences"); }));
   std::this_thread::sleep_for(300ms);  // let it listen before asking
-  EXPECT_EQ(limit("on"), 0) << contents(work_ / "limit.out");
+  EXPECT_EQ(limit("toggle"), 0) << contents(work_ / "limit.out");  // the widget shows it off
   EXPECT_EQ(contents(threshold), "80");
   EXPECT_EQ(stop(), 0);
 }

@@ -245,6 +245,40 @@ TEST(StatusCommand, ShowsWhatTheWidgetShows) {
             "  Less than most days.\n");
 }
 
+TEST(StatusCommand, FeedsAStatusBar) {
+  SKIP_WITHOUT_TOOL();
+  testing::TemporaryFolder folder;
+  const AppGroup group = AppGroup::inFolder(folder.path());
+  const WidgetSnapshot snapshot{testing::kMorning, 64, std::nullopt, true, batterycore::Attention::Tone::charging,
+                                "Charging to 80% \"soon\"", "96%", "Your battery is in good shape.", "2 h",
+                                std::nullopt};
+  ASSERT_TRUE(snapshot.write(*group.container, *group.preferences));
+
+  const auto waybar = runTool({"status", "--format", "waybar", "--now", "2026-01-01T10:00:00Z"}, folder.path());
+  EXPECT_EQ(waybar.exitCode, 0) << waybar.err;
+  ASSERT_EQ(std::count(waybar.out.begin(), waybar.out.end(), '\n'), 1) << "one object on one line";
+  const auto object = batterycore::Json::parse(waybar.out);
+  EXPECT_EQ(object, batterycore::Json::parse(R"({"text": "64% ⚡",
+      "tooltip": "Charging to 80% \"soon\"\nYour battery is in good shape.",
+      "class": "charging", "percentage": 64})"));
+
+  const auto line = runTool({"status", "--format", "line", "--now", "2026-01-01T10:00:00Z"}, folder.path());
+  EXPECT_EQ(line.out, "64% ⚡ · Charging to 80% \"soon\"\n");
+
+  // Stale: the placeholder, still exit status 0 so the bar shows it.
+  const auto stale = runTool({"status", "--format", "waybar", "--now", "2026-01-02T10:00:00Z"}, folder.path());
+  EXPECT_EQ(stale.exitCode, 0);
+  EXPECT_EQ(batterycore::Json::parse(stale.out).at("class"), "placeholder");
+}
+
+TEST(StatusCommand, ToggleWithoutAServiceSaysItIsNotRunning) {
+  SKIP_WITHOUT_TOOL();
+  testing::TemporaryFolder folder;
+  const auto run = runTool({"limit", "toggle"}, folder.path());
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_EQ(run.err, "Kestrin isn't running yet. Open it once, then try again.\n");
+}
+
 TEST(StatusCommand, ShowsThePlaceholderWithoutAFreshSnapshot) {
   SKIP_WITHOUT_TOOL();
   testing::TemporaryFolder folder;

@@ -56,6 +56,44 @@ std::string renderStatus(const std::optional<WidgetSnapshot>& snapshot, batteryc
   return out.str();
 }
 
+namespace {
+
+std::string placeholder() {
+  return Meaning::text("widget.placeholder", "Open Kestrin once to see your battery here.");
+}
+
+bool fresh(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now) {
+  return snapshot && !snapshot->isStale(now);
+}
+
+std::string chargeText(const WidgetSnapshot& snapshot) {
+  return Formatting::percent(snapshot.percent) + (snapshot.charging ? " ⚡" : "");
+}
+
+}  // namespace
+
+std::string renderWaybar(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now) {
+  batterycore::Json object;
+  if (!fresh(snapshot, now)) {
+    object = {{"text", placeholder()}, {"tooltip", placeholder()}, {"class", "placeholder"}};
+  } else {
+    std::string tooltip = snapshot->headline;
+    for (const auto& line : {snapshot->healthLine, snapshot->highChargeLine}) {
+      if (line) tooltip += "\n" + *line;
+    }
+    object = {{"text", chargeText(*snapshot)},
+              {"tooltip", tooltip},
+              {"class", std::string(batterycore::Attention::rawValue(snapshot->mood))},
+              {"percentage", snapshot->percent}};
+  }
+  return object.dump(-1, ' ', false, batterycore::Json::error_handler_t::replace) + "\n";
+}
+
+std::string renderLine(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now) {
+  if (!fresh(snapshot, now)) return placeholder() + "\n";
+  return chargeText(*snapshot) + " · " + snapshot->headline + "\n";
+}
+
 int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err) {
   batterycore::Date now = widget::SystemClock().now();
   if (!options.now.empty()) {
@@ -66,12 +104,29 @@ int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err
     }
     now = *parsed;
   }
-  out << renderStatus(WidgetSnapshot::load(), now);
+  const auto snapshot = WidgetSnapshot::load();
+  if (options.format == "waybar") {
+    out << renderWaybar(snapshot, now);
+  } else if (options.format == "line") {
+    out << renderLine(snapshot, now);
+  } else {
+    out << renderStatus(snapshot, now);
+  }
   return 0;
 }
 
 int runLimit(const WidgetOptions& options, std::ostream& out, std::ostream& err) {
-  const bool on = options.limit == "on";
+  bool on = options.limit == "on";
+  if (options.limit == "toggle") {
+    // The opposite of what the widget shows; without a snapshot there is no
+    // running service to ask.
+    const auto snapshot = WidgetSnapshot::load();
+    if (!snapshot) {
+      err << widget::SetLimitFromControlIntent::notRunningText() << "\n";
+      return 1;
+    }
+    on = !snapshot->limit.has_value();
+  }
   try {
     widget::SetLimitFromControlIntent{.value = on}.perform();
   } catch (const widget::ControlMessage& message) {
@@ -95,10 +150,12 @@ WidgetCommands addWidgetCommands(CLI::App& app) {
   commands.options = std::make_shared<WidgetOptions>();
   commands.status = app.add_subcommand("status", "Show what the widget shows: charge, limit, mood, health");
   commands.status->add_option("--now", commands.options->now, "The moment to judge staleness at (ISO 8601)");
+  commands.status->add_option("--format", commands.options->format, "text, waybar (one JSON object) or line")
+      ->check(CLI::IsMember({"text", "waybar", "line"}));
   commands.limit = app.add_subcommand("limit", "Switch the charge limit through the running application");
-  commands.limit->add_option("state", commands.options->limit, "on or off")
+  commands.limit->add_option("state", commands.options->limit, "on, off or toggle")
       ->required()
-      ->check(CLI::IsMember({"on", "off"}));
+      ->check(CLI::IsMember({"on", "off", "toggle"}));
   return commands;
 }
 

@@ -3,7 +3,10 @@
 //
 //   kestrin status                          the latest snapshot as the widget shows it
 //   kestrin status --now 2026-03-01T09:00:00Z
+//   kestrin status --format waybar          one JSON object for a Waybar custom module
+//   kestrin status --format line            one short line for i3blocks or Polybar
 //   kestrin limit off                       asks the running application; exit 0 when applied
+//   kestrin limit toggle                    the opposite of what the widget shows
 //
 // Both find the application group as the widget does (KESTRIN_GROUP_DIR, else
 // $XDG_STATE_HOME/kestrin/group, else ~/.local/state/kestrin/group). `limit`
@@ -26,14 +29,23 @@ class App;
 namespace kestrin::tool {
 
 struct WidgetOptions {
-  std::string now;          // status: ISO 8601; empty: the system clock
-  std::string limit = "on";  // limit: "on" or "off"
+  std::string now;             // status: ISO 8601; empty: the system clock
+  std::string format = "text";  // status: text, waybar or line
+  std::string limit = "on";     // limit: "on", "off" or "toggle"
 };
 
 // The widget's face as lines of text: percent and charging, the limit, the
 // headline, the mood, then health and high charge as far as the snapshot has
 // them; the placeholder when there is no snapshot or it is stale.
 std::string renderStatus(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now);
+
+// The object Waybar's custom modules read: "text" (the charge), "tooltip"
+// (the headline, then health and high charge), "class" (the mood, or
+// "placeholder") and "percentage". One line, ending in a newline.
+std::string renderWaybar(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now);
+
+// "82% · Resting at 80%": the charge, a bolt while charging, the headline.
+std::string renderLine(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now);
 
 int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err);
 int runLimit(const WidgetOptions& options, std::ostream& out, std::ostream& err);
