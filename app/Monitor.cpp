@@ -6,11 +6,13 @@
 #include "BatteryCore/supervision/LimitChangeRule.hpp"
 #include "BatteryCore/supervision/Situation.hpp"
 #include "BatteryCore/text/Meaning.hpp"
+#include "BatteryCore/text/MeaningAlerts.hpp"
 #include "BatteryCore/text/MeaningHealth.hpp"
 #include "BatteryCore/text/MeaningSituation.hpp"
 #include "KestrinWidget/ControlResponder.hpp"
 
 #include <algorithm>
+#include <utility>
 #include <cmath>
 
 namespace kestrin::app {
@@ -119,10 +121,13 @@ void Monitor::endSession(TickReport& report, FullChargeSession::RestoreReason re
 
 TickReport Monitor::tick(Date now, std::optional<Date> wokeAt) {
   TickReport report;
-  const auto reading = source_.read();
+  auto reading = source_.read();
   if (!reading) return report;
+  const auto keptOn = keepLimitOn(*reading, now, wokeAt);
   report.snapshot = reading;
   const BatterySnapshot& s = *reading;
+  if (keptOn) raise(report, *keptOn);
+  for (auto& alert : std::exchange(carried_, {})) raise(report, std::move(alert));
   const bool ours = state_.session.has_value();
 
   // The limit: does it hold, and did somebody else switch it?
@@ -293,6 +298,23 @@ void Monitor::writeWidgetIfDue(TickReport& report, const BatterySnapshot& s, con
   report.widgetWritten = std::move(next);
 }
 
+std::optional<BatteryAlert> Monitor::keepLimitOn(BatterySnapshot& reading, Date now, std::optional<Date> wokeAt) {
+  const bool waking = !ticked_ || (wokeAt && now - *wokeAt <= AlertPolicy::afterWake);
+  ticked_ = true;
+  // Only a limit that was on before the sleep or the restart, off now, with
+  // no full charge of ours running: the firmware dropped it.
+  if (!settings_.keepLimitOn || !waking || state_.session || !state_.last || !reading.limit.isOff()) {
+    return std::nullopt;
+  }
+  const auto was = state_.last->limit.active();
+  if (!was || limit_.switchOn()) return std::nullopt;
+  state_.lastOwnChangeAt = now;
+  reading.limit = LimitState::on(*was);
+  auto words = Meaning::limitOnAlert(*was);
+  return BatteryAlert{BatteryAlert::Kind::limitTurnedOn, now, std::move(words.title), std::move(words.detail),
+                      std::nullopt};
+}
+
 std::optional<std::string> Monitor::startFullCharge(Date now, const FullChargeOptions& options) {
   if (state_.session) return Meaning::text("intents.alreadyRunning", "A full charge is already running.");
   const auto limit = state_.last ? state_.last->limit.active() : std::nullopt;
@@ -309,11 +331,12 @@ std::optional<std::string> Monitor::startFullCharge(Date now, const FullChargeOp
 
 std::optional<std::string> Monitor::stopFullCharge(Date now) {
   if (!state_.session) return std::nullopt;
-  TickReport ignored;
-  endSession(ignored, FullChargeSession::RestoreReason::userCancelled, FullChargeSession::stopped(*state_.session, now),
+  TickReport stopped;
+  endSession(stopped, FullChargeSession::RestoreReason::userCancelled, FullChargeSession::stopped(*state_.session, now),
              now);
-  state_.alerts.insert(state_.alerts.end(), ignored.raised.begin(), ignored.raised.end());
-  return ignored.limitFailure;
+  // The next tick paces them like any other alert and lists them.
+  carried_.insert(carried_.end(), stopped.raised.begin(), stopped.raised.end());
+  return stopped.limitFailure;
 }
 
 void Monitor::skipToday(Date now) {
@@ -354,13 +377,20 @@ void Monitor::load(StateStore& store) {
   departureLedgerSize_ = static_cast<std::size_t>(-1);
 }
 
+void Monitor::reloadSettings(StateStore& store) {
+  settings_ = store.load<Settings>("settings", settings_);
+  savedSettings_ = settings_;
+}
+
 void Monitor::save(StateStore& store, Date now, bool all) {
   const bool first = !saved_;
   const MonitorState& before = first ? state_ : *saved_;
   const bool everything = all;  // at shutdown: every state, changed or not
   auto changed = [&](auto member) { return everything || first || !(state_.*member == before.*member); };
 
-  if (everything || first || !savedSettings_ || !(*savedSettings_ == settings_)) store.save("settings", settings_);
+  // The settings belong to the person (kestrin settings writes them): only a
+  // change made here is written, never a copy read before theirs.
+  if (first || !savedSettings_ || !(*savedSettings_ == settings_)) store.save("settings", settings_);
   if (changed(&MonitorState::watchdog)) store.save("watchdog", state_.watchdog);
   if (changed(&MonitorState::calibration)) store.save("calibration", state_.calibration);
   if (changed(&MonitorState::session)) store.save("session", OptionalSession{state_.session});

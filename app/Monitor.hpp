@@ -107,6 +107,7 @@ class Monitor {
   std::optional<std::string> stopFullCharge(batterycore::Date now);
   void skipToday(batterycore::Date now);
   void forgetUnplugs();
+  void clearAlerts() { state_.alerts.clear(); }
 
   Settings& settings() { return settings_; }
   const Settings& settings() const { return settings_; }
@@ -115,6 +116,8 @@ class Monitor {
 
   // Reads every state from the store (damaged files are moved aside there).
   void load(StateStore& store);
+  // Reads the settings again: another process may have changed them.
+  void reloadSettings(StateStore& store);
   // Writes what changed. The states that change on every tick (the last
   // reading, time above 80%) go at most every ten minutes. With `all` (at
   // shutdown) every state is written, so the folder holds all of them.
@@ -122,6 +125,11 @@ class Monitor {
 
  private:
   void raise(TickReport& report, batterycore::BatteryAlert alert);
+  // With the keep-on setting: a limit that was on before a wake or a restart
+  // and is off now, with no full charge of ours running, is switched back on
+  // and `reading` shows it on; the line for the alerts list.
+  std::optional<batterycore::BatteryAlert> keepLimitOn(batterycore::BatterySnapshot& reading, batterycore::Date now,
+                                                       std::optional<batterycore::Date> wokeAt);
   void endSession(TickReport& report, batterycore::FullChargeSession::RestoreReason reason,
                   std::vector<batterycore::BatteryAlert> alerts, batterycore::Date now);
   std::optional<batterycore::Date> nextDeparture(batterycore::Date now);
@@ -137,6 +145,10 @@ class Monitor {
   Settings settings_;
   MonitorState state_;
   std::optional<batterycore::Attention> lastAttention_;
+  // Alerts raised between ticks (a full charge the person stopped), raised
+  // again by the next tick.
+  std::vector<batterycore::BatteryAlert> carried_;
+  bool ticked_ = false;  // a reading was taken since this monitor started
 
   // The next departure only changes with the ledger or the day; worked out
   // again only then.

@@ -2,6 +2,8 @@
 
 #include "BatteryCore/supervision/AlertPolicy.hpp"
 
+#include <algorithm>
+
 namespace kestrin::app {
 
 using namespace batterycore;
@@ -22,6 +24,10 @@ FullChargeOptions FullChargeOptions::fromJson(const Json& json) {
   return options;
 }
 
+std::vector<std::string> Settings::defaultCalendarKeywords() {
+  return {"trip", "flight", "travel", "vacation", "Reise", "Flug", "Urlaub", "旅行", "出張"};
+}
+
 bool Settings::alertEnabled(BatteryAlert::Kind kind) const {
   const auto chosen = alerts.find(kind);
   return chosen != alerts.end() ? chosen->second : AlertPolicy::defaultSwitch(kind);
@@ -35,6 +41,12 @@ Json Settings::toJson() const {
   put(json, "alerts", switches);
   put(json, "smartTopUp", smartTopUp);
   put(json, "fullCharge", fullCharge);
+  put(json, "interval", interval.count());
+  putIfPresent(json, "locale", locale);
+  put(json, "keepLimitOn", keepLimitOn);
+  put(json, "calendarFullCharge", calendarFullCharge);
+  put(json, "calendarAllDay", calendarAllDay);
+  put(json, "calendarKeywords", calendarKeywords);
   return json;
 }
 
@@ -50,6 +62,17 @@ Settings Settings::fromJson(const Json& json) {
   }
   settings.smartTopUp = valueOr<bool>(json, "smartTopUp", settings.smartTopUp);
   settings.fullCharge = valueOr<FullChargeOptions>(json, "fullCharge", settings.fullCharge);
+  // A hand-edited interval of 0 must not make the service spin.
+  const auto interval = valueOr<std::int64_t>(json, "interval", settings.interval.count());
+  settings.interval = std::chrono::seconds{
+      std::clamp<std::int64_t>(interval, kShortestInterval.count(), kLongestInterval.count())};
+  settings.locale = optional<std::string>(json, "locale");
+  if (settings.locale && settings.locale->empty()) settings.locale.reset();
+  settings.keepLimitOn = valueOr<bool>(json, "keepLimitOn", settings.keepLimitOn);
+  settings.calendarFullCharge = valueOr<bool>(json, "calendarFullCharge", settings.calendarFullCharge);
+  settings.calendarAllDay = valueOr<bool>(json, "calendarAllDay", settings.calendarAllDay);
+  settings.calendarKeywords =
+      valueOr<std::vector<std::string>>(json, "calendarKeywords", std::move(settings.calendarKeywords));
   return settings;
 }
 

@@ -2,6 +2,7 @@
 
 #include "KestrinWidget/ControlRequest.hpp"
 #include "KestrinWidget/WidgetSnapshot.hpp"
+#include "app/ServiceRequest.hpp"
 
 #include <poll.h>
 
@@ -52,6 +53,11 @@ Watch::Watch(Monitor& monitor, StateStore& store, const widget::AppGroup& group,
   if (!options_.clock) options_.clock = [] { return Date(std::chrono::system_clock::now()); };
 }
 
+Seconds Watch::interval() const {
+  if (options_.interval) return *options_.interval;
+  return std::chrono::duration_cast<Seconds>(monitor_.settings().interval);
+}
+
 void Watch::note(const std::string& line) const {
   if (options_.note) options_.note(line);
 }
@@ -59,12 +65,25 @@ void Watch::note(const std::string& line) const {
 TickReport Watch::tick(Date now) {
   // A gap far longer than the interval: the machine slept, or the service
   // was not running. Either way readings come in a burst now.
-  if (lastTick_ && now - *lastTick_ > 2 * options_.interval) wokeAt_ = now;
+  if (lastTick_ && now - *lastTick_ > 2 * interval()) wokeAt_ = now;
+  // The person may have changed a setting since.
+  monitor_.reloadSettings(store_);
   auto report = monitor_.tick(now, wokeAt_);
-  if (report.controlAnswered && report.snapshot) {
-    // Read again at once, so the widget shows the limit the control just set.
+  // Requests are judged on this reading (plugged in or not) ...
+  bool asked = false;
+  if (group_.preferences && report.snapshot) {
+    for (const auto& line : answerServiceRequests(monitor_, *group_.preferences, now)) {
+      note(line);
+      asked = true;
+    }
+  }
+  if ((report.controlAnswered || asked) && report.snapshot) {
+    // ... and what they changed is read at once, so the widget and the
+    // alerts show it without waiting for the next tick.
     auto again = monitor_.tick(now, wokeAt_);
+    report.raised.insert(report.raised.end(), again.raised.begin(), again.raised.end());
     report.posted.insert(report.posted.end(), again.posted.begin(), again.posted.end());
+    if (again.sessionEnded) report.sessionEnded = again.sessionEnded;
     if (again.widgetWritten) report.widgetWritten = again.widgetWritten;
   }
   if (!report.snapshot && !unreadable_) note("cannot read the battery; trying again at the next tick");
@@ -96,11 +115,11 @@ void Watch::run(const volatile std::sig_atomic_t& stop) {
     const Date now = options_.clock();
     if (now >= next) {
       tick(now);
-      next = now + options_.interval;
+      next = now + interval();
       continue;
     }
     // The wall clock was set back: never wait longer than one interval.
-    if (next - now > options_.interval) next = now + options_.interval;
+    if (next - now > options_.interval) next = now + interval();
     if (waitFor(next - now) && stop == 0) tick(options_.clock());
   }
   monitor_.save(store_, options_.clock(), true);

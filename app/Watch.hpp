@@ -28,7 +28,9 @@
 namespace kestrin::app {
 
 struct WatchOptions {
-  batterycore::Seconds interval{60};
+  // Time between ticks; absent: the settings' interval, which the person may
+  // change while the service runs.
+  std::optional<batterycore::Seconds> interval;
   // Where the service tells what it does (the system log); none: silent.
   std::function<void(std::string_view)> note;
   // Now, on the wall clock.
@@ -61,6 +63,7 @@ class Watch {
 
  private:
   void note(const std::string& line) const;
+  batterycore::Seconds interval() const;
   bool waitFor(batterycore::Seconds timeout);
 
   Monitor& monitor_;

@@ -80,13 +80,16 @@ class WatchCommandTest : public ::testing::Test {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
 
-  // `kestrin limit on|off` from another process; its exit status.
-  int limit(const std::string& state) {
-    const std::string command = std::string("'") + KESTRIN_TOOL_PATH + "' limit " + state + " >'" +
-                                (work_ / "limit.out").string() + "' 2>&1";
+  // `kestrin ARGS` from another process; its exit status, its output in `said`.
+  int kestrin(const std::string& arguments) {
+    const std::string command = std::string("'") + KESTRIN_TOOL_PATH + "' " + arguments + " >'" +
+                                (work_ / "limit.out").string() + "' 2>&1 </dev/null";
     const int status = std::system(command.c_str());
+    said = contents(work_ / "limit.out");
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
+  int limit(const std::string& state) { return kestrin("limit " + state); }
+  std::string said;
 
   std::optional<widget::WidgetSnapshot> widget() const {
     const auto bytes = widget::readWholeFile(group() / "snapshot.json");
@@ -112,7 +115,7 @@ TEST_F(WatchCommandTest, TicksOnTheLiveTreeAndStopsWithEveryStateOnDisk) {
   ASSERT_TRUE(eventually([&] { return widget() && widget()->percent == 78; })) << contents(work_ / "watch.log");
 
   EXPECT_EQ(stop(), 0) << contents(work_ / "watch.log");
-  for (const char* name : {"settings", "monitor", "watchdog", "calibration", "session", "departures", "smartTopUp",
+  for (const char* name : {"monitor", "watchdog", "calibration", "session", "departures", "smartTopUp",
                            "highCharge", "health", "milestone", "alertPolicy", "alerts", "chargers", "weakCharger",
                            "threshold"}) {
     EXPECT_TRUE(fs::exists(state() / (std::string(name) + ".json"))) << name;
@@ -142,6 +145,71 @@ TEST_F(WatchCommandTest, AnswersTheLimitControlBetweenTicksAndRestoresAfterARest
   EXPECT_EQ(limit("toggle"), 0) << contents(work_ / "limit.out");  // the widget shows it off
   EXPECT_EQ(contents(threshold), "80");
   EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(WatchCommandTest, CarriesOutWhatThePersonAsksFor) {
+  SysfsTree tree("thinkpad-two-batteries");  // plugged in, held at 80%
+  const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
+  start(tree.root(), "3600");
+  ASSERT_TRUE(eventually([&] { return widget().has_value(); })) << contents(work_ / "watch.log");
+
+  EXPECT_EQ(kestrin("charge-full --stop"), 1);
+  EXPECT_EQ(said, "No full charge is running.\n");
+
+  EXPECT_EQ(kestrin("charge-full --until-unplug --hours 3"), 0) << said;
+  EXPECT_EQ(said.rfind("Charging to 100%. The limit comes back on when you unplug or ", 0), 0u) << said;
+  EXPECT_EQ(contents(threshold), "100");
+  EXPECT_EQ(kestrin("charge-full --when-full"), 1);
+  EXPECT_EQ(said, "A full charge is already running.\n");
+  EXPECT_EQ(kestrin("charge-full --stop"), 0) << said;
+  EXPECT_EQ(said, "Charge limit on. The battery will rest at 80%.\n");
+  EXPECT_EQ(contents(threshold), "80");
+
+  EXPECT_EQ(kestrin("skip-today"), 0) << said;
+  EXPECT_EQ(kestrin("forget-departures"), 1) << "not on a terminal and no --yes";
+  EXPECT_EQ(kestrin("forget-departures --yes"), 0) << said;
+  EXPECT_EQ(said, "Forgot the unplug times. Kestrin starts learning them again.\n");
+
+  // Unplugged, a full charge is refused; the stopped one left an alert.
+  write(tree.root() / "BAT0" / "status", "Discharging\n");
+  write(tree.root() / "BAT0" / "power_now", "9500000\n");
+  EXPECT_EQ(kestrin("charge-full --until-unplug"), 1);
+  EXPECT_EQ(said, "Plug in first to charge to 100%.\n");
+  EXPECT_EQ(stop(), 0);
+
+  EXPECT_EQ(kestrin("alerts --list --state '" + state().string() + "'"), 0) << said;
+  EXPECT_NE(said.find("Limit back on"), std::string::npos) << said;
+  start(tree.root(), "3600");
+  ASSERT_TRUE(eventually([&] { return fs::exists(group() / "Preferences"); }));
+  std::this_thread::sleep_for(300ms);
+  EXPECT_EQ(kestrin("alerts --clear"), 0) << said;
+  EXPECT_EQ(stop(), 0);
+  EXPECT_EQ(kestrin("alerts --list --state '" + state().string() + "'"), 0);
+  EXPECT_EQ(said, "No alerts. All quiet.\n");
+}
+
+TEST_F(WatchCommandTest, PutsBackALimitTheFirmwareDroppedDuringSleep) {
+  SysfsTree tree("thinkpad-two-batteries");
+  const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
+  write(state() / "settings.json", R"({"keepLimitOn": true})");
+  start(tree.root(), "1");
+  ASSERT_TRUE(eventually([&] { return widget().has_value(); })) << contents(work_ / "watch.log");
+
+  // Asleep for three intervals; the firmware forgets the threshold meanwhile.
+  ::kill(pid_, SIGSTOP);
+  write(threshold, "100\n");
+  std::this_thread::sleep_for(3s);
+  ::kill(pid_, SIGCONT);
+  ASSERT_TRUE(eventually([&] { return contents(threshold) == "80"; }, 5s)) << contents(threshold);
+  EXPECT_EQ(stop(), 0);
+  const auto alerts = batterycore::Json::parse(contents(state() / "alerts.json"));
+  ASSERT_FALSE(alerts.empty());
+  EXPECT_EQ(alerts.back().at("kind"), "limitTurnedOn");
+}
+
+TEST_F(WatchCommandTest, NothingAnswersWhenNoServiceRuns) {
+  EXPECT_EQ(kestrin("skip-today"), 1);
+  EXPECT_EQ(said, "Kestrin isn't running yet. Open it once, then try again.\n");
 }
 
 TEST_F(WatchCommandTest, RefusesToStartWithoutABattery) {

@@ -125,11 +125,46 @@ TEST_F(WatchTest, RunStopsOnTheFlagWithEveryStateSaved) {
                            }});
   watch.run(stop);
   EXPECT_EQ(ticks, 2) << "one tick, then the final save";
-  for (const char* name : {"settings", "watchdog", "monitor", "highCharge", "alertPolicy", "extra"}) {
+  for (const char* name : {"watchdog", "monitor", "highCharge", "alertPolicy", "extra"}) {
     EXPECT_TRUE(fs::exists(store_.pathOf(name))) << name;
   }
   ASSERT_FALSE(notes.empty());
   EXPECT_EQ(notes.back(), "stopped; every state saved");
+}
+
+TEST_F(WatchTest, KeepsTheLimitOnWhenFirmwareDroppedItAcrossAWake) {
+  monitor_.settings().keepLimitOn = true;
+  auto watch = makeWatch();
+  tickAt(watch, t0_);
+  battery_.reading.limit = LimitState::off();  // as firmware leaves it after suspend
+  const auto report = tickAt(watch, t0_ + 3h);
+  EXPECT_EQ(battery_.reading.limit, LimitState::on(80)) << "switched back on at once";
+  ASSERT_EQ(report.raised.size(), 1u);
+  EXPECT_EQ(report.raised[0].kind, BatteryAlert::Kind::limitTurnedOn);
+  EXPECT_TRUE(report.posted.empty()) << "the alerts list only";
+  EXPECT_EQ(monitor_.state().alerts.back().kind, BatteryAlert::Kind::limitTurnedOn);
+}
+
+TEST_F(WatchTest, LeavesALimitSwitchedOffWhileAwake) {
+  monitor_.settings().keepLimitOn = true;
+  auto watch = makeWatch();
+  tickAt(watch, t0_);
+  tickAt(watch, t0_ + 60s);
+  battery_.reading.limit = LimitState::off();  // the person, in the system's settings
+  const auto report = tickAt(watch, t0_ + 120s);
+  EXPECT_TRUE(battery_.reading.limit.isOff());
+  ASSERT_EQ(report.raised.size(), 1u);
+  EXPECT_EQ(report.raised[0].kind, BatteryAlert::Kind::limitTurnedOff);
+}
+
+TEST_F(WatchTest, WithoutTheSettingADroppedLimitIsReported) {
+  auto watch = makeWatch();
+  tickAt(watch, t0_);
+  battery_.reading.limit = LimitState::off();
+  const auto report = tickAt(watch, t0_ + 3h);
+  EXPECT_TRUE(battery_.reading.limit.isOff());
+  ASSERT_EQ(report.raised.size(), 1u);
+  EXPECT_EQ(report.raised[0].kind, BatteryAlert::Kind::limitTurnedOff);
 }
 
 TEST(TickNotesTest, TellsWhatAPersonWouldWantInTheLog) {

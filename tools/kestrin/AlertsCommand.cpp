@@ -6,9 +6,12 @@
 #include "BatteryCore/text/Formatting.hpp"
 #include "BatteryCore/text/Meaning.hpp"
 #include "BatteryCore/text/MeaningAlerts.hpp"
+#include "KestrinWidget/Clock.hpp"
+#include "KestrinWidget/SetLimitFromControlIntent.hpp"
+#include "app/ServiceRequest.hpp"
+#include "tools/kestrin/CommandSupport.hpp"
 
 #include <CLI/CLI.hpp>
-#include <unicode/locid.h>
 
 #include <chrono>
 #include <ostream>
@@ -51,24 +54,64 @@ CLI::App* addAlertsCommand(CLI::App& app, AlertsOptions& options) {
   command->add_option("--locale", options.locale, "An ICU locale for the texts, such as de_DE");
   command->add_option("--level", options.level, "The detail level of the listing")
       ->check(CLI::IsMember({"simple", "technical"}));
+  auto* list = command->add_flag("--list", options.list, "The alerts list, newest first");
+  command->add_flag("--clear", options.clear, "Empty the alerts list (asks the running service)")->excludes(list);
+  command->add_option("--state", options.stateFolder, "Folder of the states (default: the service's)");
   return command;
 }
 
-int runAlertsCommand(const AlertsOptions& options, std::ostream& out, std::ostream& err) {
-  if (!options.locale.empty()) {
-    const icu::Locale locale(options.locale.c_str());
-    if (locale.isBogus()) {
-      err << "kestrin: " << options.locale << " is not a locale\n";
-      return 2;
-    }
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(locale, status);
-    if (U_FAILURE(status)) {
-      err << "kestrin: cannot switch to " << options.locale << ": " << u_errorName(status) << "\n";
+namespace {
+
+int clearAlerts(std::ostream& out, std::ostream& err) {
+  widget::SystemClock clock;
+  const app::ServiceRequest request{app::ServiceRequest::Kind::clearAlerts, clock.now(), {}};
+  const auto answer = app::ServiceRequest::ask(widget::AppGroup::open(), request, clock);
+  if (!answer) {
+    err << widget::SetLimitFromControlIntent::notRunningText() << "\n";
+    return 1;
+  }
+  (answer->done ? out : err) << answer->text << "\n";
+  return answer->done ? 0 : 1;
+}
+
+// The list as the service last saved it. Read only: a damaged file is the
+// service's to move aside.
+int listAlerts(const AlertsOptions& options, DetailLevel level, std::ostream& out, std::ostream& err) {
+  const auto folder = stateFolderOrDefault(options.stateFolder);
+  if (!folder) {
+    err << "kestrin: no folder for the states; give --state DIR\n";
+    return 2;
+  }
+  std::vector<BatteryAlert> alerts;
+  if (const auto bytes = widget::readWholeFile(*folder / "alerts.json")) {
+    try {
+      alerts = batterycore::decode<std::vector<BatteryAlert>>(batterycore::Json::parse(*bytes));
+    } catch (const std::exception& error) {
+      err << "kestrin: " << (*folder / "alerts.json").string() << " cannot be read: " << error.what() << "\n";
       return 1;
     }
   }
+  if (alerts.empty()) {
+    out << Meaning::text("empty.alerts", "No alerts. All quiet.") << "\n";
+    return 0;
+  }
+  const auto calendar = batterycore::Calendar::gregorian(systemTimeZone(), Formatting::localeName());
+  const auto now = widget::SystemClock().now();
+  for (auto it = alerts.rbegin(); it != alerts.rend(); ++it) {
+    const bool technical = level == DetailLevel::technical && it->technicalBody;
+    out << Formatting::at(it->at, now, calendar) << "  " << it->title << "\n  "
+        << (technical ? *it->technicalBody : it->body) << "\n  " << Meaning::alertExplanation(it->kind) << "\n";
+  }
+  return 0;
+}
+
+}  // namespace
+
+int runAlertsCommand(const AlertsOptions& options, std::ostream& out, std::ostream& err) {
+  if (!useLocale(options.locale, err)) return 2;
   const auto level = batterycore::detailLevelFromRaw(options.level).value_or(DetailLevel::simple);
+  if (options.clear) return clearAlerts(out, err);
+  if (options.list) return listAlerts(options, level, out, err);
   const bool technical = level == DetailLevel::technical;
 
   out << batterycore::AppInfo::name << " alerts (" << batterycore::title(level) << ")\n";

@@ -4,6 +4,8 @@
 //
 //   kestrin alerts                          English (or the system's language), simple wording
 //   kestrin alerts --locale de_DE --level technical
+//   kestrin alerts --list [--state DIR]     the alerts list, newest first, each with what it means
+//   kestrin alerts --clear                  asks the running service to empty the list
 #pragma once
 
 #include <iosfwd>
@@ -18,6 +20,9 @@ namespace kestrin::tool {
 struct AlertsOptions {
   std::string locale;  // empty: keep the process's locale
   std::string level = "simple";
+  bool list = false;
+  bool clear = false;
+  std::string stateFolder;  // --list: where alerts.json lives; empty: the service's default
 };
 
 // Adds the `alerts` subcommand; `options` is filled in when it is chosen.

@@ -4,6 +4,7 @@
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
 
+#include <cstdlib>
 #include <memory>
 #include <ostream>
 
@@ -32,6 +33,21 @@ std::string systemTimeZone() {
   std::string name;
   id.toUTF8String(name);
   return name;
+}
+
+std::optional<std::filesystem::path> stateFolderOrDefault(const std::string& given) {
+  namespace fs = std::filesystem;
+  if (!given.empty()) return fs::path(given);
+  auto environment = [](const char* name) -> std::optional<std::string> {
+    const char* value = std::getenv(name);
+    if (value == nullptr || *value == '\0') return std::nullopt;
+    return std::string(value);
+  };
+  if (const auto stateHome = environment("XDG_STATE_HOME"); stateHome && fs::path(*stateHome).is_absolute()) {
+    return fs::path(*stateHome) / "kestrin" / "state";
+  }
+  if (const auto home = environment("HOME")) return fs::path(*home) / ".local" / "state" / "kestrin" / "state";
+  return std::nullopt;
 }
 
 }  // namespace kestrin::tool

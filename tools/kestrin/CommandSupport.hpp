@@ -2,7 +2,9 @@
 // the system's time zone for commands that default to it.
 #pragma once
 
+#include <filesystem>
 #include <iosfwd>
+#include <optional>
 #include <string>
 
 namespace kestrin::tool {
@@ -14,5 +16,10 @@ bool useLocale(const std::string& name, std::ostream& err);
 
 // The IANA name of the system's time zone ("Europe/Berlin").
 std::string systemTimeZone();
+
+// The folder of the service's states: `given` when not empty, else
+// $XDG_STATE_HOME/kestrin/state, else ~/.local/state/kestrin/state. Absent
+// when none of them is known.
+std::optional<std::filesystem::path> stateFolderOrDefault(const std::string& given);
 
 }  // namespace kestrin::tool

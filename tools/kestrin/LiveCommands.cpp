@@ -51,21 +51,6 @@ void installStopHandlers() {
   ::sigaction(SIGINT, &action, nullptr);
 }
 
-std::optional<std::string> environment(const char* name) {
-  const char* value = std::getenv(name);
-  if (value == nullptr || *value == '\0') return std::nullopt;
-  return std::string(value);
-}
-
-// $XDG_STATE_HOME/kestrin/state, else ~/.local/state/kestrin/state.
-std::optional<fs::path> defaultStateFolder() {
-  if (const auto stateHome = environment("XDG_STATE_HOME"); stateHome && fs::path(*stateHome).is_absolute()) {
-    return fs::path(*stateHome) / "kestrin" / "state";
-  }
-  if (const auto home = environment("HOME")) return fs::path(*home) / ".local" / "state" / "kestrin" / "state";
-  return std::nullopt;
-}
-
 std::string readAll(std::istream& in) { return {std::istreambuf_iterator<char>(in), {}}; }
 
 // What Kestrin would say about a reading on its own: the limit holding, no
@@ -145,12 +130,11 @@ int runRead(const ReadCommandOptions& options, std::ostream& out, std::ostream& 
 
 int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream& err) {
   if (!useLocale(options.locale, err)) return 2;
-  if (!(options.interval >= 1)) {
+  if (options.interval && !(*options.interval >= 1)) {
     err << "kestrin: --interval must be at least one second\n";
     return 2;
   }
-  const auto stateFolder =
-      options.stateFolder.empty() ? defaultStateFolder() : std::optional<fs::path>(options.stateFolder);
+  const auto stateFolder = stateFolderOrDefault(options.stateFolder);
   if (!stateFolder) {
     err << "kestrin: no folder for the states; give --state DIR\n";
     return 2;
@@ -208,18 +192,24 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
   }
 #endif
 
+  // The language: --locale, else the one in the settings, else the system's.
+  const auto settings = store.load<app::Settings>("settings", app::Settings{});
+  if (options.locale.empty() && settings.locale && !useLocale(*settings.locale, err)) return 2;
+
   const widget::AppGroup group = widget::AppGroup::open();
   app::Monitor monitor(battery, battery, Calendar::gregorian(systemTimeZone(), Formatting::localeName()),
                        app::watchHooks(group, powerLog));
   app::Watch watch(monitor, store, group,
-                   app::WatchOptions{.interval = Seconds{options.interval},
+                   app::WatchOptions{.interval = options.interval ? std::optional<Seconds>(*options.interval) : std::nullopt,
                                      .note = [&note](std::string_view line) { note(line); },
                                      .clock = app::live::SysfsBattery::systemNow,
                                      .persist = persistThreshold});
 
   installStopHandlers();
   std::ostringstream start;
-  start << "watching " << battery.batteryFolder()->string() << " every " << options.interval << " s; states in "
+  start << "watching " << battery.batteryFolder()->string() << " every "
+        << (options.interval ? *options.interval : static_cast<double>(settings.interval.count()))
+        << " s; states in "
         << stateFolder->string();
   if (const auto folder = group.container->folder()) start << "; widget in " << folder->string();
   note(start.str());
@@ -241,7 +231,7 @@ LiveCommands addLiveCommands(CLI::App& app) {
 
   auto& w = *commands.watchOptions;
   commands.watch = app.add_subcommand("watch", "Run Kestrin as a service on this machine's battery");
-  commands.watch->add_option("--interval", w.interval, "Seconds between two readings (default 60)");
+  commands.watch->add_option("--interval", w.interval, "Seconds between two readings (default: the setting, 60)");
   commands.watch->add_option("--state", w.stateFolder,
                              "Folder of the states (default $XDG_STATE_HOME/kestrin/state)");
   commands.watch->add_option("--sysfs", w.sysfsRoot, "Power-supply folder to read (default /sys/class/power_supply)");

@@ -15,6 +15,7 @@
 
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace CLI {
@@ -24,7 +25,7 @@ class App;
 namespace kestrin::tool {
 
 struct WatchCommandOptions {
-  double interval = 60;
+  std::optional<double> interval;  // empty: the settings' interval (60 s unless changed)
   std::string stateFolder;  // empty: $XDG_STATE_HOME/kestrin/state or ~/.local/state/kestrin/state
   std::string sysfsRoot;    // empty: /sys/class/power_supply
   std::string thermalRoot;  // empty: /sys/class/thermal, unless --sysfs points elsewhere

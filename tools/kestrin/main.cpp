@@ -6,6 +6,7 @@
 //   kestrin readings [FILE.json] phase, mood and power flow of readings
 //   kestrin alerts               every alert kind, its setting and what it means
 //   kestrin texts [PREFIX]       the catalogue's texts as a language reads them
+//   kestrin settings [KEY [VALUE]] the person's settings, listed or changed
 //   kestrin read                 one reading of this machine's battery, as JSON
 //   kestrin watch                Kestrin as a service on this machine's battery
 #include "app/ReadingTable.hpp"
@@ -13,7 +14,9 @@
 #include "tools/kestrin/DeparturesCommand.hpp"
 #include "tools/kestrin/HealthCommand.hpp"
 #include "tools/kestrin/LiveCommands.hpp"
+#include "tools/kestrin/ServiceCommands.hpp"
 #include "tools/kestrin/Resources.hpp"
+#include "tools/kestrin/SettingsCommand.hpp"
 #include "tools/kestrin/SimulateCommand.hpp"
 #include "tools/kestrin/ExplainCommand.hpp"
 #include "tools/kestrin/TextsCommand.hpp"
@@ -68,6 +71,8 @@ int main(int argc, char** argv) {
   auto simulate = kestrin::tool::addSimulateCommand(app);
   auto replay = kestrin::tool::addReplayCommand(app);
   const auto live = kestrin::tool::addLiveCommands(app);
+  const auto settings = kestrin::tool::addSettingsCommand(app);
+  const auto service = kestrin::tool::addServiceCommands(app);
   CLI11_PARSE(app, argc, argv);
 
   const auto scenarios = kestrin::tool::scenarioFolder(argv[0]);
@@ -84,6 +89,8 @@ int main(int argc, char** argv) {
     return printReadings(*scenarios / "readings.json");
   }
   if (live.chosen()) return live.run(std::cout, std::cerr);
+  if (settings.chosen()) return settings.run(std::cout, std::cerr);
+  if (service.chosen()) return service.run(std::cin, std::cout, std::cerr);
   if (explain.chosen()) return explain.run();
   if (widgetCommands.chosen()) return widgetCommands.run(std::cout, std::cerr);
   if (departures.chosen()) return departures.run(std::cout, std::cerr);
