@@ -23,6 +23,11 @@ class NotificationListener {
   // Waits up to `timeout` for the notification; true when it came. A signal
   // delivered to the process ends the wait early, with false.
   virtual bool wait(batterycore::Seconds timeout) = 0;
+  // For a caller that waits on several things in one poll: a descriptor that
+  // turns readable when the notification comes (-1 when there is none), and
+  // what to call then so that it stops being readable.
+  virtual int descriptor() const { return -1; }
+  virtual void consume() {}
 };
 
 class SystemNotifications {

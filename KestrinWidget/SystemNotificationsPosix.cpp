@@ -108,6 +108,9 @@ class SocketListener final : public NotificationListener {
     return true;
   }
 
+  int descriptor() const override { return fd_; }
+  void consume() override { drain(); }
+
  private:
   // Posts that piled up since the last wait count as one.
   void drain() {

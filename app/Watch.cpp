@@ -90,6 +90,8 @@ TickReport Watch::tick(Date now) {
   if (report.snapshot && unreadable_) note("the battery reads again");
   unreadable_ = !report.snapshot;
   for (const auto& line : tickNotes(report)) note(line);
+  if (options_.show && !report.posted.empty()) options_.show(report.posted);
+  if (options_.ticked) options_.ticked(report, now);
   monitor_.save(store_, now);
   if (options_.persist) options_.persist(store_);
   lastTick_ = now;
@@ -97,11 +99,32 @@ TickReport Watch::tick(Date now) {
 }
 
 bool Watch::waitFor(Seconds timeout) {
-  if (listener_) return listener_->wait(timeout);
-  // Nobody can notify us: just sleep, waking early for a signal.
-  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(timeout).count();
-  ::poll(nullptr, 0, static_cast<int>(std::clamp<long long>(milliseconds, 0, 24 * 3600 * 1000)));
-  return false;
+  const auto milliseconds = static_cast<int>(
+      std::clamp<long long>(std::chrono::ceil<std::chrono::milliseconds>(timeout).count(), 0, 24 * 3600 * 1000));
+  const int listenerFd = listener_ ? listener_->descriptor() : -1;
+  if (options_.sources.empty() && listener_ && listenerFd < 0) return listener_->wait(timeout);
+
+  std::vector<pollfd> watched;
+  if (listenerFd >= 0) watched.push_back({listenerFd, POLLIN, 0});
+  for (const auto& source : options_.sources) {
+    watched.push_back({source.fd, source.events ? source.events() : static_cast<short>(POLLIN), 0});
+  }
+  // A signal ends the wait too (EINTR): the caller looks at its stop flag.
+  if (::poll(watched.data(), watched.size(), milliseconds) <= 0) return false;
+
+  bool tickNow = false;
+  std::size_t index = 0;
+  if (listenerFd >= 0) {
+    if (watched[index].revents != 0) {
+      listener_->consume();
+      tickNow = true;
+    }
+    ++index;
+  }
+  for (const auto& source : options_.sources) {
+    if (watched[index++].revents != 0 && source.ready && source.ready()) tickNow = true;
+  }
+  return tickNow;
 }
 
 void Watch::run(const volatile std::sig_atomic_t& stop) {

@@ -6,6 +6,10 @@
 //   Watch watch(monitor, store, group, {.interval = Seconds{60}, .note = logLine});
 //   watch.run(stopRequested);      // returns after a signal, every state flushed
 //
+// Between ticks it sleeps in one poll on its few descriptors (the wake-up
+// call, and whatever `sources` add: a udev monitor, a signal descriptor):
+// no busy loop, no polling faster than the interval.
+//
 // Sleep shows as a gap between two ticks: when the wall clock moved on by more
 // than twice the interval, the machine was asleep (or the service stopped),
 // and the alert policy is told it just woke, so the burst of readings after a
@@ -24,8 +28,19 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kestrin::app {
+
+// A descriptor the service also waits on between ticks: a udev monitor, the
+// desktop's message bus, a signal descriptor.
+struct WakeSource {
+  int fd = -1;
+  // What to wait for (POLLIN unless the source says otherwise each time).
+  std::function<short()> events;
+  // Called when the descriptor is ready; true: tick now.
+  std::function<bool()> ready;
+};
 
 struct WatchOptions {
   // Time between ticks; absent: the settings' interval, which the person may
@@ -38,6 +53,13 @@ struct WatchOptions {
   // Saves what the service keeps beside the monitor's states (called after
   // every tick and at the end); none: nothing more.
   std::function<void(StateStore&)> persist;
+  // Waited on together with the control's wake-up call, in one poll.
+  std::vector<WakeSource> sources;
+  // Shows the alerts the policy lets out (desktop notifications); none: they
+  // only go to the alerts list and the log.
+  std::function<void(const std::vector<batterycore::BatteryAlert>&)> show;
+  // Called after every tick with what it did (metrics); none: nothing.
+  std::function<void(const TickReport&, batterycore::Date)> ticked;
 };
 
 // Hooks for a monitor that writes its widget snapshot into `group` and
@@ -64,6 +86,7 @@ class Watch {
  private:
   void note(const std::string& line) const;
   batterycore::Seconds interval() const;
+  // Waits for the next tick, the wake-up call or a source; true: tick now.
   bool waitFor(batterycore::Seconds timeout);
 
   Monitor& monitor_;

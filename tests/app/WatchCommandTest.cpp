@@ -54,10 +54,11 @@ class WatchCommandTest : public ::testing::Test {
   fs::path group() const { return work_ / "group"; }
   fs::path state() const { return work_ / "state"; }
 
-  void start(const fs::path& sysfs, const std::string& interval) {
+  void start(const fs::path& sysfs, const std::string& interval, const std::vector<std::string>& more = {}) {
     const std::string tool = KESTRIN_TOOL_PATH;
     std::vector<std::string> args{tool, "watch", "--interval", interval, "--sysfs", sysfs.string(),
                                   "--state", state().string()};
+    args.insert(args.end(), more.begin(), more.end());
     std::vector<char*> argv;
     for (auto& arg : args) argv.push_back(arg.data());
     argv.push_back(nullptr);
@@ -103,7 +104,8 @@ class WatchCommandTest : public ::testing::Test {
 
 TEST_F(WatchCommandTest, TicksOnTheLiveTreeAndStopsWithEveryStateOnDisk) {
   SysfsTree tree("thinkpad-two-batteries");  // held at 80% by a threshold of 80
-  start(tree.root(), "1");
+  const fs::path metrics = work_ / "kestrin.prom";
+  start(tree.root(), "1", {"--metrics", metrics.string()});
   ASSERT_TRUE(eventually([&] { return widget().has_value(); })) << contents(work_ / "watch.log");
   EXPECT_EQ(widget()->percent, 80);
   EXPECT_EQ(widget()->limit, 80);
@@ -113,6 +115,10 @@ TEST_F(WatchCommandTest, TicksOnTheLiveTreeAndStopsWithEveryStateOnDisk) {
   write(tree.root() / "BAT0" / "capacity", "78\n");
   write(tree.root() / "BAT0" / "power_now", "9500000\n");
   ASSERT_TRUE(eventually([&] { return widget() && widget()->percent == 78; })) << contents(work_ / "watch.log");
+
+  EXPECT_TRUE(eventually([&] { return contents(metrics).find("kestrin_battery_charge_ratio 0.78\n") != std::string::npos; }))
+      << contents(metrics);
+  EXPECT_NE(contents(metrics).find("kestrin_charge_limit_ratio 0.8\n"), std::string::npos);
 
   EXPECT_EQ(stop(), 0) << contents(work_ / "watch.log");
   for (const char* name : {"monitor", "watchdog", "calibration", "session", "departures", "smartTopUp",

@@ -122,7 +122,10 @@ TEST_F(WatchTest, RunStopsOnTheFlagWithEveryStateSaved) {
                            .persist = [&](StateStore& states) {
                              states.saveJson("extra", batterycore::Json{{"ticks", ++ticks}});
                              stop = 1;  // as a signal would, right after the first tick
-                           }});
+                           },
+                           .sources = {},
+                           .show = {},
+                           .ticked = {}});
   watch.run(stop);
   EXPECT_EQ(ticks, 2) << "one tick, then the final save";
   for (const char* name : {"watchdog", "monitor", "highCharge", "alertPolicy", "extra"}) {

@@ -12,15 +12,21 @@
 #include "BatteryCore/text/Formatting.hpp"
 #include "BatteryCore/text/MeaningSituation.hpp"
 #include "KestrinWidget/Log.hpp"
+#include "app/Metrics.hpp"
 #include "app/Monitor.hpp"
 #include "app/StateStore.hpp"
 #include "app/Watch.hpp"
 #include "app/live/AppleBatteryProperties.hpp"
+#include "app/live/DesktopNotifications.hpp"
 #include "app/live/PowerLog.hpp"
+#include "app/live/PowerSupplyEvents.hpp"
 #include "app/live/SysfsBattery.hpp"
 
 #include <CLI/CLI.hpp>
 #include <unistd.h>
+#ifdef __linux__
+#include <sys/signalfd.h>
+#endif
 
 #include <csignal>
 #include <cstdlib>
@@ -41,6 +47,23 @@ namespace {
 volatile std::sig_atomic_t stopRequested = 0;
 
 extern "C" void requestStop(int) { stopRequested = 1; }
+
+// SIGTERM and SIGINT as a descriptor the watch loop polls with the rest, so
+// a stop is never missed between two waits; -1 where that is not possible.
+int stopSignalDescriptor() {
+#ifdef __linux__
+  sigset_t stopSignals;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGTERM);
+  sigaddset(&stopSignals, SIGINT);
+  if (::sigprocmask(SIG_BLOCK, &stopSignals, nullptr) != 0) return -1;
+  const int fd = ::signalfd(-1, &stopSignals, SFD_CLOEXEC | SFD_NONBLOCK);
+  if (fd < 0) ::sigprocmask(SIG_UNBLOCK, &stopSignals, nullptr);
+  return fd;
+#else
+  return -1;
+#endif
+}
 
 void installStopHandlers() {
   struct sigaction action{};
@@ -199,13 +222,82 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
   const widget::AppGroup group = widget::AppGroup::open();
   app::Monitor monitor(battery, battery, Calendar::gregorian(systemTimeZone(), Formatting::localeName()),
                        app::watchHooks(group, powerLog));
+  std::vector<app::WakeSource> sources;
+#ifdef __linux__
+  const int signals = stopSignalDescriptor();
+  if (signals >= 0) {
+    sources.push_back({signals, {}, [signals] {
+                         signalfd_siginfo info{};
+                         while (::read(signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+                         }
+                         stopRequested = 1;
+                         return false;
+                       }});
+  } else {
+    installStopHandlers();
+  }
+#else
+  installStopHandlers();
+#endif
+  // Plugging in or out is read at once, not at the next tick.
+  std::string noUdev;
+  const auto powerEvents = app::live::PowerSupplyEvents::open(noUdev);
+  if (powerEvents) {
+    sources.push_back({powerEvents->descriptor(), {}, [&powerEvents] { return powerEvents->drain(); }});
+  } else {
+    note("no udev monitor (" + noUdev + "); the battery is read at each interval only");
+  }
+
+  // Released alerts become desktop notifications; without a notification
+  // server they stay in the alerts list and the log, and that is said once.
+  app::live::DesktopNotifications desktop;
+  auto show = [&desktop, &monitor, &note](const std::vector<BatteryAlert>& alerts) {
+    for (const auto& alert : alerts) desktop.post(alert, monitor.settings().level);
+    if (const auto problem = desktop.newProblem()) {
+      note("no desktop notifications (" + *problem + "); alerts go to the alerts list only", true);
+    }
+  };
+  if (desktop.fd() >= 0) {
+    sources.push_back({desktop.fd(), [&desktop] { return desktop.events(); }, [&desktop, &monitor, &note] {
+                         bool acted = false;
+                         for (const auto& action : desktop.process()) {
+                           if (action.kind != BatteryAlert::Kind::smartFullCharge ||
+                               action.key != app::live::DesktopNotifications::notToday) {
+                             continue;
+                           }
+                           monitor.skipToday(app::live::SysfsBattery::systemNow());
+                           note("not today, as asked on the notification");
+                           acted = true;
+                         }
+                         return acted;
+                       }});
+  } else if (const auto problem = desktop.newProblem()) {
+    note("no desktop notifications (" + *problem + "); alerts go to the alerts list only", true);
+  }
+
+  // Fleet metrics for node_exporter's textfile collector, after every tick.
+  app::AlertCounts postedCounts;
+  std::optional<Attention::Tone> tone;
+  bool metricsFailed = false;
+  auto ticked = [&](const app::TickReport& report, Date now) {
+    if (options.metrics.empty()) return;
+    app::countPosted(postedCounts, report.posted);
+    if (report.attention) tone = report.attention->tone;
+    const auto failure = app::writeMetricsFile(
+        options.metrics, app::metricsText(monitor.state(), monitor.calendar(), now, tone, postedCounts));
+    if (failure && !metricsFailed) note("cannot write the metrics: " + *failure, true);
+    metricsFailed = failure.has_value();
+  };
+
   app::Watch watch(monitor, store, group,
                    app::WatchOptions{.interval = options.interval ? std::optional<Seconds>(*options.interval) : std::nullopt,
                                      .note = [&note](std::string_view line) { note(line); },
                                      .clock = app::live::SysfsBattery::systemNow,
-                                     .persist = persistThreshold});
+                                     .persist = persistThreshold,
+                                     .sources = std::move(sources),
+                                     .show = show,
+                                     .ticked = ticked});
 
-  installStopHandlers();
   std::ostringstream start;
   start << "watching " << battery.batteryFolder()->string() << " every "
         << (options.interval ? *options.interval : static_cast<double>(settings.interval.count()))
@@ -237,6 +329,7 @@ LiveCommands addLiveCommands(CLI::App& app) {
   commands.watch->add_option("--sysfs", w.sysfsRoot, "Power-supply folder to read (default /sys/class/power_supply)");
   commands.watch->add_option("--thermal", w.thermalRoot, "Thermal-zone folder (default /sys/class/thermal)");
   commands.watch->add_option("--power-log", w.powerLog, "A power-management log to follow for calibration");
+  commands.watch->add_option("--metrics", w.metrics, "Keep Prometheus metrics in this file (name it *.prom)");
   commands.watch->add_option("--locale", w.locale, "Language of the texts (default: the system's)");
 
   auto& r = *commands.readOptions;

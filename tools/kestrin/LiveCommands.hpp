@@ -1,5 +1,5 @@
 // kestrin watch [--interval SECONDS] [--state DIR] [--sysfs ROOT] [--thermal ROOT]
-//               [--power-log FILE] [--locale L]
+//               [--power-log FILE] [--metrics FILE.prom] [--locale L]
 //
 // Kestrin as a service on this machine's battery: it ticks every interval,
 // keeps its states in DIR, writes the widget snapshot into the group folder,
@@ -30,6 +30,7 @@ struct WatchCommandOptions {
   std::string sysfsRoot;    // empty: /sys/class/power_supply
   std::string thermalRoot;  // empty: /sys/class/thermal, unless --sysfs points elsewhere
   std::string powerLog;     // a power-management log file to follow
+  std::string metrics;      // a Prometheus text file to keep (node_exporter's textfile collector)
   std::string locale;
 };
 
