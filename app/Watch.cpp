@@ -48,6 +48,18 @@ std::vector<std::string> tickNotes(const TickReport& report) {
   return notes;
 }
 
+bool actOnButtons(Monitor& monitor, const std::vector<live::DesktopNotifications::InvokedAction>& buttons, Date now) {
+  bool acted = false;
+  for (const auto& button : buttons) {
+    if (button.kind != BatteryAlert::Kind::smartFullCharge || button.key != live::DesktopNotifications::notToday) {
+      continue;
+    }
+    monitor.skipToday(now);
+    acted = true;
+  }
+  return acted;
+}
+
 Watch::Watch(Monitor& monitor, StateStore& store, const widget::AppGroup& group, WatchOptions options)
     : monitor_(monitor), store_(store), group_(group), options_(std::move(options)) {
   if (!options_.clock) options_.clock = [] { return Date(std::chrono::system_clock::now()); };

@@ -21,6 +21,7 @@
 #include "KestrinWidget/AppGroup.hpp"
 #include "app/Monitor.hpp"
 #include "app/StateStore.hpp"
+#include "app/live/DesktopNotifications.hpp"
 
 #include <csignal>
 #include <functional>
@@ -70,6 +71,12 @@ Monitor::Hooks watchHooks(const widget::AppGroup& group, std::function<std::stri
 // alerts posted, a full charge started or ended, the control answered, a
 // limit that could not be switched. Empty when nothing worth a line happened.
 std::vector<std::string> tickNotes(const TickReport& report);
+
+// The buttons pressed on Kestrin's notifications: "Not today" on the smart
+// top-up's skips today's top-up and stops one that is running, as the
+// person's own stop does. True when something was done.
+bool actOnButtons(Monitor& monitor, const std::vector<live::DesktopNotifications::InvokedAction>& buttons,
+                  batterycore::Date now);
 
 class Watch {
  public:

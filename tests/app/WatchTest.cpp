@@ -2,6 +2,8 @@
 
 #include "KestrinWidget/ControlRequest.hpp"
 #include "KestrinWidget/WidgetSnapshot.hpp"
+#include "tests/app/NotificationServer.hpp"
+#include "tests/app/PrivateBus.hpp"
 #include "tests/readings/Readings.hpp"
 
 #include <gtest/gtest.h>
@@ -9,6 +11,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
+#include <thread>
 
 namespace kestrin::app {
 namespace {
@@ -39,6 +43,14 @@ struct HeldBattery final : batterycore::BatterySource, LimitController {
 
 class WatchTest : public ::testing::Test {
  protected:
+  static bool eventually_(const std::function<bool()>& done) {
+    for (int i = 0; i < 100; ++i) {
+      if (done()) return true;
+      std::this_thread::sleep_for(20ms);
+    }
+    return false;
+  }
+
   void TearDown() override { fs::remove_all(folder_); }
 
   Watch makeWatch(std::vector<std::string>* notes = nullptr) {
@@ -168,6 +180,39 @@ TEST_F(WatchTest, WithoutTheSettingADroppedLimitIsReported) {
   EXPECT_TRUE(battery_.reading.limit.isOff());
   ASSERT_EQ(report.raised.size(), 1u);
   EXPECT_EQ(report.raised[0].kind, BatteryAlert::Kind::limitTurnedOff);
+}
+
+TEST_F(WatchTest, NotTodayOnTheDesktopSkipsTodaysTopUp) {
+  if (!live::PrivateBus::program()) GTEST_SKIP() << live::PrivateBus::missingProgram;
+  live::PrivateBus bus;
+  ASSERT_TRUE(bus.started()) << bus.failure();
+  live::NotificationServer server(bus.address());
+  ASSERT_TRUE(server.ready()) << server.failure();
+  live::DesktopNotifications desktop(bus.address());
+
+  const BatteryAlert topUp{BatteryAlert::Kind::smartFullCharge, t0_, "Charging to 100%", "Ready for 8:00.", {}};
+  const BatteryAlert hot{BatteryAlert::Kind::hot, t0_, "Mac is hot", "Charging slows down.", {}};
+  ASSERT_EQ(desktop.post(hot, batterycore::DetailLevel::simple), live::DesktopNotifications::Outcome::shown);
+  ASSERT_EQ(desktop.post(topUp, batterycore::DetailLevel::simple), live::DesktopNotifications::Outcome::shown);
+  const auto shown = server.received();
+  ASSERT_EQ(shown.size(), 2u);
+  EXPECT_TRUE(shown[0].actions.empty());
+  ASSERT_EQ(shown[1].actions.size(), 2u);
+  EXPECT_EQ(shown[1].actions[0], "notToday");
+  EXPECT_EQ(shown[1].actions[1], "Not today");
+
+  // A button on another notification does nothing; "Not today" on the
+  // top-up's records the skip.
+  server.invoke(shown[0].id, "notToday");
+  server.invoke(shown[1].id, "notToday");
+  std::vector<live::DesktopNotifications::InvokedAction> pressed;
+  ASSERT_TRUE(eventually_([&] {
+    for (auto& action : desktop.process()) pressed.push_back(action);
+    return pressed.size() >= 1 && pressed.back().kind == BatteryAlert::Kind::smartFullCharge;
+  }));
+  EXPECT_TRUE(actOnButtons(monitor_, pressed, t0_));
+  EXPECT_EQ(monitor_.state().smartTopUp.skippedDay, "2026-03-02");
+  EXPECT_FALSE(actOnButtons(monitor_, {{BatteryAlert::Kind::hot, "notToday"}}, t0_));
 }
 
 TEST(TickNotesTest, TellsWhatAPersonWouldWantInTheLog) {

@@ -259,16 +259,9 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
   };
   if (desktop.fd() >= 0) {
     sources.push_back({desktop.fd(), [&desktop] { return desktop.events(); }, [&desktop, &monitor, &note] {
-                         bool acted = false;
-                         for (const auto& action : desktop.process()) {
-                           if (action.kind != BatteryAlert::Kind::smartFullCharge ||
-                               action.key != app::live::DesktopNotifications::notToday) {
-                             continue;
-                           }
-                           monitor.skipToday(app::live::SysfsBattery::systemNow());
-                           note("not today, as asked on the notification");
-                           acted = true;
-                         }
+                         const bool acted =
+                             app::actOnButtons(monitor, desktop.process(), app::live::SysfsBattery::systemNow());
+                         if (acted) note("not today, as asked on the notification");
                          return acted;
                        }});
   } else if (const auto problem = desktop.newProblem()) {
