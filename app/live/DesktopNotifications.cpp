@@ -58,6 +58,8 @@ constexpr const char* kService = "org.freedesktop.Notifications";
 constexpr const char* kPath = "/org/freedesktop/Notifications";
 constexpr const char* kInterface = "org.freedesktop.Notifications";
 constexpr std::int32_t kServerDecidesExpiry = -1;
+constexpr const char* kNoUserBus =
+    "no session bus address (neither DBUS_SESSION_BUS_ADDRESS nor XDG_RUNTIME_DIR is set)";
 constexpr double kMicrosecondsPerSecond = 1e6;
 
 struct UnrefMessage {
@@ -168,7 +170,7 @@ struct DesktopNotifications::Impl {
     if (!address) {
       r = sd_bus_open_user(&opened);
     } else if (address->empty()) {
-      note("desktop notifications are off: no session bus address");
+      note("no session bus address");
       return false;
     } else {
       r = sd_bus_new(&opened);
@@ -179,9 +181,7 @@ struct DesktopNotifications::Impl {
     if (r < 0) {
       if (opened) sd_bus_close_unref(opened);
       // sd-bus says "No medium found" when the environment names no bus.
-      note(r == -ENOMEDIUM ? "desktop notifications are off: no session bus address (neither "
-                             "DBUS_SESSION_BUS_ADDRESS nor XDG_RUNTIME_DIR is set)"
-                           : "desktop notifications are off: cannot reach the session bus (" + errnoText(r) + ")");
+      note(r == -ENOMEDIUM ? std::string(kNoUserBus) : "cannot reach the session bus (" + errnoText(r) + ")");
       return false;
     }
     bus = opened;
@@ -194,7 +194,7 @@ struct DesktopNotifications::Impl {
                                     nullptr, this);
     }
     if (r < 0) {
-      note("desktop notifications are off: cannot listen on the session bus (" + errnoText(r) + ")");
+      note("cannot listen on the session bus (" + errnoText(r) + ")");
       disconnect();
       return false;
     }
@@ -227,11 +227,11 @@ struct DesktopNotifications::Impl {
   // What a failed call means, noted once.
   Outcome judge(const Answer& answer) {
     if (answer.errorName == SD_BUS_ERROR_SERVICE_UNKNOWN || answer.errorName == SD_BUS_ERROR_NAME_HAS_NO_OWNER) {
-      note("desktop notifications are off: nothing on the session bus shows them (" + answer.errorMessage + ")");
+      note("nothing on the session bus shows notifications (" + answer.errorMessage + ")");
       return Outcome::unavailable;
     }
     if (!connected()) {
-      note("desktop notifications are off: the session bus connection closed (" + answer.errorMessage + ")");
+      note("the session bus connection closed (" + answer.errorMessage + ")");
       disconnect();
       return Outcome::unavailable;
     }
@@ -319,6 +319,8 @@ struct DesktopNotifications::Impl {
 
   Outcome show(const BatteryAlert& alert, DetailLevel level) {
     if (!connected() && !connect()) return Outcome::unavailable;
+    // Asked every time: the answer also names the server of the moment, and
+    // ids from a server that has since been replaced mean nothing to the new one.
     Outcome failure = Outcome::failed;
     const auto markup = bodyMarkup(failure);
     if (!markup) return failure;
@@ -356,7 +358,7 @@ struct DesktopNotifications::Impl {
     std::uint32_t id = 0;
     r = sd_bus_message_read(answer.reply.get(), "u", &id);
     if (r < 0) {
-      note("the notification server answered with something else than an id (" + errnoText(r) + ")");
+      note("the notification server answered with something other than an id (" + errnoText(r) + ")");
       return Outcome::failed;
     }
     answeredBy(sd_bus_message_get_sender(answer.reply.get()));
@@ -368,7 +370,7 @@ struct DesktopNotifications::Impl {
     while (bus) {
       const int r = sd_bus_process(bus, nullptr);
       if (r < 0) {
-        note("desktop notifications are off: the session bus connection closed (" + errnoText(r) + ")");
+        note("the session bus connection closed (" + errnoText(r) + ")");
         disconnect();
       }
       if (r <= 0) break;

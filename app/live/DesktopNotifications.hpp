@@ -91,7 +91,8 @@ class DesktopNotifications {
   // Shows `alert` with the body of `level` (bodyFor).
   Outcome post(const batterycore::BatteryAlert& alert, batterycore::DetailLevel level);
 
-  // Why notifications did not show, the first time it happened; kept.
+  // Why notifications did not show, the first time it happened; kept. A
+  // phrase for a log line: "nothing on the session bus shows notifications (...)".
   const std::optional<std::string>& problem() const;
   // The problem, at the first call after it arose; absent before and after.
   std::optional<std::string> newProblem();

@@ -64,7 +64,7 @@ struct DesktopNotifications::Impl {
   bool problemTold = false;
 
   explicit Impl(Seconds timeout) : callTimeout(timeout) {
-    if (!haveOsascript()) note(std::string("desktop notifications are off: ") + kOsascript + " is missing");
+    if (!haveOsascript()) note(std::string(kOsascript) + " is missing");
   }
 
   void note(std::string reason) {

@@ -229,7 +229,7 @@ TEST_F(DesktopNotificationsTest, NoServerOnTheBusIsUnavailableAtOnceAndSaidOnce)
   EXPECT_EQ(notifications.post(alert(Kind::hot, "Running hot", "42 °C."), DetailLevel::simple), Outcome::unavailable);
   EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
   ASSERT_TRUE(notifications.problem());
-  EXPECT_THAT(*notifications.problem(), HasSubstr("nothing on the session bus shows them"));
+  EXPECT_THAT(*notifications.problem(), HasSubstr("nothing on the session bus shows notifications"));
   EXPECT_EQ(notifications.newProblem(), notifications.problem());
   EXPECT_FALSE(notifications.newProblem());
 

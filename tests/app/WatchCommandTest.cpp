@@ -3,6 +3,7 @@
 // limit by `kestrin limit` from yet another process, and stopped with SIGTERM.
 #include "KestrinWidget/WidgetSnapshot.hpp"
 #include "tests/app/SysfsTree.hpp"
+#include "tests/app/ToolProcess.hpp"
 
 #include <gtest/gtest.h>
 
@@ -16,24 +17,12 @@
 #include <functional>
 #include <thread>
 
-extern char** environ;
-
 namespace kestrin::app::live {
 namespace {
 
 using namespace std::chrono_literals;
 
 #ifdef KESTRIN_TOOL_PATH
-
-// Polls `done` every 50 ms for up to `limit`.
-bool eventually(const std::function<bool()>& done, std::chrono::milliseconds limit = 15s) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (done()) return true;
-    std::this_thread::sleep_for(50ms);
-  }
-  return done();
-}
 
 class WatchCommandTest : public ::testing::Test {
  protected:
@@ -55,20 +44,11 @@ class WatchCommandTest : public ::testing::Test {
   fs::path state() const { return work_ / "state"; }
 
   void start(const fs::path& sysfs, const std::string& interval, const std::vector<std::string>& more = {}) {
-    const std::string tool = KESTRIN_TOOL_PATH;
-    std::vector<std::string> args{tool, "watch", "--interval", interval, "--sysfs", sysfs.string(),
-                                  "--state", state().string()};
+    std::vector<std::string> args{"watch", "--interval", interval, "--sysfs", sysfs.string(), "--state",
+                                  state().string()};
     args.insert(args.end(), more.begin(), more.end());
-    std::vector<char*> argv;
-    for (auto& arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    const std::string log = (work_ / "watch.log").string();
-    posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    ASSERT_EQ(posix_spawn(&pid_, tool.c_str(), &actions, nullptr, argv.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
+    pid_ = spawnTool(args, work_ / "watch.log");
+    ASSERT_GT(pid_, 0);
   }
 
   // Sends SIGTERM and returns the exit status (-1 when it did not exit in time).

@@ -6,6 +6,7 @@
 #include "tests/app/NotificationServer.hpp"
 #include "tests/app/PrivateBus.hpp"
 #include "tests/app/SysfsTree.hpp"
+#include "tests/app/ToolProcess.hpp"
 
 #include <gtest/gtest.h>
 
@@ -19,23 +20,12 @@
 #include <functional>
 #include <thread>
 
-extern char** environ;
-
 namespace kestrin::app::live {
 namespace {
 
 using namespace std::chrono_literals;
 
 #ifdef KESTRIN_TOOL_PATH
-
-bool eventually(const std::function<bool()>& done, std::chrono::milliseconds limit = 15s) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (done()) return true;
-    std::this_thread::sleep_for(50ms);
-  }
-  return done();
-}
 
 class WatchNotificationsTest : public ::testing::Test {
  protected:
@@ -67,19 +57,9 @@ class WatchNotificationsTest : public ::testing::Test {
   }
 
   void start(const fs::path& sysfs) {
-    const std::string tool = KESTRIN_TOOL_PATH;
-    std::vector<std::string> args{tool, "watch", "--interval", "1", "--sysfs", sysfs.string(), "--state",
-                                  (work_ / "state").string()};
-    std::vector<char*> argv;
-    for (auto& arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    const std::string log = (work_ / "watch.log").string();
-    posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    ASSERT_EQ(posix_spawn(&pid_, tool.c_str(), &actions, nullptr, argv.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
+    pid_ = spawnTool({"watch", "--interval", "1", "--sysfs", sysfs.string(), "--state", (work_ / "state").string()},
+                     work_ / "watch.log");
+    ASSERT_GT(pid_, 0);
   }
 
   int kestrin(const std::string& arguments) {
