@@ -17,6 +17,7 @@
 #include <string_view>
 
 #include <unicode/locid.h>
+#include "tests/common/UsingLocale.hpp"
 
 namespace batterycore::testing {
 
@@ -64,23 +65,6 @@ inline DepartureLedger eightWeeksOfWeekdays(const Calendar& calendar) {
   return ledger;
 }
 
-// Sets ICU's default locale (the language of every text) for one test.
-class UsingLocale {
- public:
-  explicit UsingLocale(const char* name) : previous_(icu::Locale::getDefault()) {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(icu::Locale(name), status);
-  }
-  ~UsingLocale() {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(previous_, status);
-  }
-  UsingLocale(const UsingLocale&) = delete;
-  UsingLocale& operator=(const UsingLocale&) = delete;
-
- private:
-  icu::Locale previous_;
-};
 
 inline bool hasLocaleData(const char* name) {
   int32_t count = 0;

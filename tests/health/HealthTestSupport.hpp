@@ -9,6 +9,7 @@
 #include <unicode/locid.h>
 
 #include <optional>
+#include "tests/common/UsingLocale.hpp"
 
 namespace batterycore::testing {
 
@@ -36,22 +37,5 @@ inline Date local(const Calendar& calendar, int year, int month, int day, int ho
   return *calendar.date(year, month, day, hour, minute);
 }
 
-// Sets ICU's default locale for one test and puts the previous one back.
-class UsingLocale {
- public:
-  explicit UsingLocale(const char* name) : previous_(icu::Locale::getDefault()) {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(icu::Locale(name), status);
-  }
-  ~UsingLocale() {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(previous_, status);
-  }
-  UsingLocale(const UsingLocale&) = delete;
-  UsingLocale& operator=(const UsingLocale&) = delete;
-
- private:
-  icu::Locale previous_;
-};
 
 }  // namespace batterycore::testing

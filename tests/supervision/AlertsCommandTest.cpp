@@ -1,42 +1,16 @@
 // The `kestrin alerts` command, run as the real program.
+#include "tests/common/ToolRun.hpp"
+
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
-#include <sys/wait.h>
 
 namespace {
 
-struct Run {
-  int exitCode = -1;
-  std::string out;
-};
+using Run = batterycore::testing::ToolRun;
 
-Run kestrin(const std::string& arguments) {
-#ifndef KESTRIN_TOOL_PATH
-  (void)arguments;
-  return {};
-#else
-  const std::string command = std::string("'") + KESTRIN_TOOL_PATH + "' " + arguments + " 2>&1";
-  Run run;
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return run;
-  std::array<char, 4096> buffer{};
-  while (const auto n = fread(buffer.data(), 1, buffer.size(), pipe)) run.out.append(buffer.data(), n);
-  const int status = pclose(pipe);
-  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-#endif
-}
-
-bool toolBuilt() {
-#ifdef KESTRIN_TOOL_PATH
-  return true;
-#else
-  return false;
-#endif
-}
+Run kestrin(const std::string& arguments) { return batterycore::testing::runKestrin(arguments); }
+bool toolBuilt() { return batterycore::testing::kToolBuilt; }
 
 TEST(AlertsCommand, ListsEveryKindWithItsSettingAndExplanation) {
   if (!toolBuilt()) GTEST_SKIP() << "the kestrin tool is not part of this build";

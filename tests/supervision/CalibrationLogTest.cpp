@@ -5,27 +5,14 @@
 
 #include <string>
 #include <vector>
+#include "tests/common/UsingLocale.hpp"
 
 namespace batterycore {
 namespace {
 
 using Lines = std::vector<std::string>;
 
-// Sets ICU's default locale for one test and puts the previous one back.
-class DefaultLocale {
- public:
-  explicit DefaultLocale(const char* name) : previous_(icu::Locale::getDefault()) { set(icu::Locale(name)); }
-  ~DefaultLocale() { set(previous_); }
-  DefaultLocale(const DefaultLocale&) = delete;
-  DefaultLocale& operator=(const DefaultLocale&) = delete;
-
- private:
-  static void set(const icu::Locale& locale) {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(locale, status);
-  }
-  icu::Locale previous_;
-};
+using DefaultLocale = batterycore::testing::UsingLocale;
 
 TEST(CalibrationLog, HeaderExample) {
   EXPECT_EQ(CalibrationLog::hits("boot\nBattery: ChargingUpForGauging started\n\nidle"),

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <string>
 #include <vector>
+#include "tests/common/UsingLocale.hpp"
 
 namespace batterycore {
 namespace {
@@ -63,22 +64,7 @@ std::string describe(const Outcome& outcome) {
   return "restore(" + std::string(FullChargeSession::rawValue(*outcome.restoreReason())) + ")";
 }
 
-class UsingLocale {
- public:
-  explicit UsingLocale(const char* name) : previous_(icu::Locale::getDefault()) {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(icu::Locale(name), status);
-  }
-  ~UsingLocale() {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(previous_, status);
-  }
-  UsingLocale(const UsingLocale&) = delete;
-  UsingLocale& operator=(const UsingLocale&) = delete;
-
- private:
-  icu::Locale previous_;
-};
+using batterycore::testing::UsingLocale;
 
 TEST(FullChargeSession, HeaderExample) {
   const auto s = FullChargeSession::start(at("2026-03-02T10:03:10Z"), 80, false, false, 2);

@@ -16,6 +16,7 @@
 #include <sstream>
 #include <string>
 #include <vector>
+#include "tests/common/UsingLocale.hpp"
 
 namespace batterycore {
 namespace {
@@ -103,22 +104,7 @@ std::string why(const Scene& scene) {
   return Meaning::whyTitle(attention, s);
 }
 
-class UsingLocale {
- public:
-  explicit UsingLocale(const char* name) : previous_(icu::Locale::getDefault()) {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(icu::Locale(name), status);
-  }
-  ~UsingLocale() {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(previous_, status);
-  }
-  UsingLocale(const UsingLocale&) = delete;
-  UsingLocale& operator=(const UsingLocale&) = delete;
-
- private:
-  icu::Locale previous_;
-};
+using batterycore::testing::UsingLocale;
 
 constexpr auto kSimple = DetailLevel::simple;
 constexpr auto kTechnical = DetailLevel::technical;

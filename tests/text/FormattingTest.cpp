@@ -9,27 +9,12 @@
 #include <vector>
 
 #include <unicode/locid.h>
+#include "tests/common/UsingLocale.hpp"
 
 namespace batterycore {
 namespace {
 
-// Sets ICU's default locale for one test and puts the previous one back.
-class UsingLocale {
- public:
-  explicit UsingLocale(const char* name) : previous_(icu::Locale::getDefault()) {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(icu::Locale(name), status);
-  }
-  ~UsingLocale() {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(previous_, status);
-  }
-  UsingLocale(const UsingLocale&) = delete;
-  UsingLocale& operator=(const UsingLocale&) = delete;
-
- private:
-  icu::Locale previous_;
-};
+using batterycore::testing::UsingLocale;
 
 bool hasLocaleData(const char* name) {
   int32_t count = 0;

@@ -8,27 +8,11 @@
 #include <string>
 
 #include <unistd.h>
+#include "tests/common/UsingLocale.hpp"
 
 namespace batterycore::testing {
 
-// Makes `name` ICU's default locale for one scope and puts the previous one
-// back, so a test means the same under LANG=en_US, de_DE or ja_JP.
-class CurrentLocale {
- public:
-  explicit CurrentLocale(const char* name) : previous_(icu::Locale::getDefault()) {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(icu::Locale(name), status);
-  }
-  ~CurrentLocale() {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(previous_, status);
-  }
-  CurrentLocale(const CurrentLocale&) = delete;
-  CurrentLocale& operator=(const CurrentLocale&) = delete;
-
- private:
-  icu::Locale previous_;
-};
+using CurrentLocale = UsingLocale;
 
 // A fresh, empty folder under the system's temporary folder, removed with
 // everything in it when the scope ends.
