@@ -47,6 +47,7 @@ Json Settings::toJson() const {
   put(json, "calendarFullCharge", calendarFullCharge);
   put(json, "calendarAllDay", calendarAllDay);
   put(json, "calendarKeywords", calendarKeywords);
+  putIfPresent(json, "calendarPath", calendarPath);
   return json;
 }
 
@@ -73,6 +74,8 @@ Settings Settings::fromJson(const Json& json) {
   settings.calendarAllDay = valueOr<bool>(json, "calendarAllDay", settings.calendarAllDay);
   settings.calendarKeywords =
       valueOr<std::vector<std::string>>(json, "calendarKeywords", std::move(settings.calendarKeywords));
+  settings.calendarPath = optional<std::string>(json, "calendarPath");
+  if (settings.calendarPath && settings.calendarPath->empty()) settings.calendarPath.reset();
   return settings;
 }
 

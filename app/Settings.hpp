@@ -57,8 +57,13 @@ struct Settings {
   bool keepLimitOn = false;
   // A full charge the evening before a trip found in the calendar.
   bool calendarFullCharge = false;
-  bool calendarAllDay = true;  // all-day events count too
+  // All-day events count too. Off at first: birthdays and holidays are
+  // all-day events, and a needless charge to 100% is what we avoid.
+  bool calendarAllDay = false;
   std::vector<std::string> calendarKeywords = defaultCalendarKeywords();
+  // Where the calendars are: one .ics file or a folder of them (an absolute
+  // path); absent: no calendar is read.
+  std::optional<std::string> calendarPath;
 
   bool alertEnabled(batterycore::BatteryAlert::Kind kind) const;
 

@@ -239,6 +239,30 @@ SettingRow keywordsRow() {
   return row;
 }
 
+SettingRow calendarPathRow() {
+  SettingRow row;
+  row.key = "calendar.path";
+  row.show = [](const Settings& settings) { return settings.calendarPath.value_or(std::string(kNone)); };
+  row.assign = [](Settings& settings, std::string_view text) -> SettingRow::Refusal {
+    const auto path = trimmed(text);
+    if (path == kNone) {
+      settings.calendarPath.reset();
+      return std::nullopt;
+    }
+    // The service does not run in the folder the person typed this in.
+    if (!path.starts_with('/')) return "the absolute path of an .ics file or of a folder of them, or none";
+    settings.calendarPath = std::string(path);
+    return std::nullopt;
+  };
+  row.describe = [] {
+    return Line{Meaning::text("settings.calendar.path", "Calendar files"),
+                Meaning::text("settings.calendar.pathDetail",
+                              "Where your calendars are kept: one .ics file, or a folder of them, subfolders "
+                              "included. Without one, no calendar is read.")};
+  };
+  return row;
+}
+
 }  // namespace
 
 std::string SettingRow::explanation() const {
@@ -290,6 +314,7 @@ std::vector<SettingRow> settingRows() {
                     Meaning::text("settings.calendar.allDayDetail", "Trips often show up as all-day events.")};
       }));
   rows.push_back(keywordsRow());
+  rows.push_back(calendarPathRow());
   return rows;
 }
 

@@ -16,14 +16,15 @@
 // (alert.limitNotHolding ... alert.backgroundDrain); smartTopUp;
 // fullCharge.untilUnplug, fullCharge.whenFull, fullCharge.hours; interval;
 // locale; keepLimitOn; calendar.fullCharge, calendar.allDay,
-// calendar.keywords.
+// calendar.keywords, calendar.path.
 //
 // Values as typed: switches are on or off (true and false read too); level is
 // simple or technical; interval whole seconds 10..3600; fullCharge.hours whole
 // hours 1..24 or none; locale a locale ICU has data for (de_DE, de-DE, en) or
-// none; calendar.keywords words separated by commas, or none. Every key takes
-// "default", which gives back the default (an alert switch then follows its
-// kind's default again).
+// none; calendar.keywords words separated by commas, or none; calendar.path an
+// absolute path (a file or folder that need not exist yet), or none. Every key
+// takes "default", which gives back the default (an alert switch then follows
+// its kind's default again).
 #pragma once
 
 #include "BatteryCore/text/Meaning.hpp"

@@ -1,4 +1,5 @@
 #include "BatteryCore/text/MeaningSituation.hpp"
+#include "BatteryCore/text/MeaningTimeLeft.hpp"
 
 #include "BatteryCore/health/ChargerReason.hpp"
 #include "BatteryCore/readings/PowerFlow.hpp"
@@ -250,8 +251,18 @@ std::string onBatteryDetail(const BatterySnapshot& snapshot, DetailLevel level) 
     return text("detail.battery.coupleOfHours", "Good for a couple of hours at least.");
   }
   const bool soon = low || *minutes < kPlugInSoonMinutes;
-  return join({format("detail.battery.aboutLeft", "About %@ left.", {Formatting::duration(*minutes)}),
-               soon ? std::optional(text("detail.battery.plugInSoon", "Plug in soon.")) : std::nullopt});
+  const auto plugInSoon = std::optional(text("detail.battery.plugInSoon", "Plug in soon."));
+  if (technical(level)) {
+    return join({format("detail.battery.aboutLeft", "About %@ left.", {Formatting::duration(*minutes)}),
+                 soon ? plugInSoon : std::nullopt});
+  }
+  // The simple wording tells the pace ("About an hour left.") and what it is
+  // good for; the pace's own "Plug in soon." under 20 minutes.
+  auto pace = timeLeft(*minutes, level);
+  const auto remark = pace.remark && (*minutes < kUnder20Minutes || !soon) ? pace.remark
+                      : soon                                               ? plugInSoon
+                                                                           : std::nullopt;
+  return join({pace.left + Formatting::sentenceEnd(), remark});
 }
 
 // A calendar trip without a title is "a trip".

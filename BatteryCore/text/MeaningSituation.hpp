@@ -40,6 +40,8 @@ inline constexpr std::int64_t kRestingBand = 5;
 inline constexpr int kCoupleOfHoursMinutes = 120;
 // On battery, under this many minutes left says "plug in soon".
 inline constexpr int kPlugInSoonMinutes = 30;
+// Under this, the pace says "Under 20 minutes" and asks to plug in.
+inline constexpr int kUnder20Minutes = 20;
 
 // The short line: "Charging to 80%", "Resting at 80%", "Not charging",
 // "Settling to 80%", "Fully charged", "On battery", "Charging to 100%",

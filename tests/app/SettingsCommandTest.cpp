@@ -89,7 +89,7 @@ TEST_F(SettingsCommandTest, AValueSetIsStoredAndListed) {
 
   const auto list = kestrin("--locale en_US");
   ASSERT_EQ(list.exitCode, 0) << list.err;
-  EXPECT_EQ(lineCount(list.out), 2u * 26u) << list.out;
+  EXPECT_EQ(lineCount(list.out), 2u * 27u) << list.out;
   // Keys, values and defaults in aligned columns, what each does below.
   for (const char* piece : {
            "\nalert.limitNotHolding     on      default on\n    Limit not holding: When the battery charges past your "

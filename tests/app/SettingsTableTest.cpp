@@ -48,11 +48,11 @@ TEST(SettingsTable, ListsEverySettingOnceInOrder) {
   }
   for (const char* key : {"smartTopUp", "fullCharge.untilUnplug", "fullCharge.whenFull", "fullCharge.hours",
                           "interval", "locale", "keepLimitOn", "calendar.fullCharge", "calendar.allDay",
-                          "calendar.keywords"}) {
+                          "calendar.keywords", "calendar.path"}) {
     expected.emplace_back(key);
   }
   EXPECT_EQ(keys, expected);
-  EXPECT_EQ(expected.size(), 1u + 15u + 10u);
+  EXPECT_EQ(expected.size(), 1u + 15u + 11u);
   EXPECT_FALSE(findSetting("alert.limitTurnedOn").has_value()) << "a list-only kind has no switch";
   EXPECT_FALSE(findSetting("Interval").has_value());
 }
@@ -76,8 +76,9 @@ TEST(SettingsTable, DefaultsAsShown) {
       {"locale", "none"},
       {"keepLimitOn", "off"},
       {"calendar.fullCharge", "off"},
-      {"calendar.allDay", "on"},
+      {"calendar.allDay", "off"},
       {"calendar.keywords", "trip, flight, travel, vacation, Reise, Flug, Urlaub, 旅行, 出張"},
+      {"calendar.path", "none"},
   };
   const Settings defaults;
   for (const auto& c : cases) EXPECT_EQ(row(c.key).show(defaults), c.shown) << c.key;
@@ -104,10 +105,13 @@ TEST(SettingsTable, TakesValuesOfEachKind) {
       {"locale", "ja", "ja"},
       {"keepLimitOn", "on", "on"},
       {"calendar.fullCharge", "on", "on"},
-      {"calendar.allDay", "false", "off"},
+      {"calendar.allDay", "true", "on"},
       {"calendar.keywords", " trip ,flight,, Reise ,trip", "trip, flight, Reise"},
       {"calendar.keywords", "none", "none"},
       {"calendar.keywords", "", "none"},
+      {"calendar.path", "/home/ana/.calendars", "/home/ana/.calendars"},
+      {"calendar.path", " /home/ana/Meine Kalender/privat.ics ", "/home/ana/Meine Kalender/privat.ics"},
+      {"calendar.path", "none", "none"},
   };
   for (const auto& c : cases) {
     Settings settings;
@@ -140,6 +144,9 @@ TEST(SettingsTable, RefusesWithWhatIsAllowedAndChangesNothing) {
       {"locale", "xx", "a locale ICU knows, such as de_DE, en_GB or ja, or none"},
       {"locale", "de_XX", "a locale ICU knows, such as de_DE, en_GB or ja, or none"},
       {"locale", "", "a locale ICU knows, such as de_DE, en_GB or ja, or none"},
+      {"calendar.path", "calendars/work", "the absolute path of an .ics file or of a folder of them, or none"},
+      {"calendar.path", "~/calendars", "the absolute path of an .ics file or of a folder of them, or none"},
+      {"calendar.path", "", "the absolute path of an .ics file or of a folder of them, or none"},
   };
   Settings changed;
   changed.interval = 120s;
@@ -185,7 +192,8 @@ TEST(SettingsTable, DefaultGivesBackTheDefault) {
   ASSERT_EQ(applySetting(settings, row("locale"), "de_DE"), std::nullopt);
   ASSERT_EQ(applySetting(settings, row("calendar.keywords"), "none"), std::nullopt);
   ASSERT_EQ(applySetting(settings, row("level"), "technical"), std::nullopt);
-  for (const char* key : {"locale", "calendar.keywords", "level"}) {
+  ASSERT_EQ(applySetting(settings, row("calendar.path"), "/home/ana/.calendars"), std::nullopt);
+  for (const char* key : {"locale", "calendar.keywords", "level", "calendar.path"}) {
     EXPECT_EQ(applySetting(settings, row(key), "default"), std::nullopt) << key;
   }
   EXPECT_EQ(settings, Settings{});
@@ -202,8 +210,9 @@ TEST(SettingsTable, EveryValueShownReadsBackUnchanged) {
   changed.locale = "ja_JP";
   changed.keepLimitOn = true;
   changed.calendarFullCharge = true;
-  changed.calendarAllDay = false;
+  changed.calendarAllDay = true;
   changed.calendarKeywords = {"Konferenz", "出張"};
+  changed.calendarPath = "/home/ana/.local/share/evolution/calendar";
   for (const auto& settings : {Settings{}, changed}) {
     for (const auto& setting : settingRows()) {
       Settings copy = settings;
@@ -264,7 +273,7 @@ TEST(KnownLocaleName, NamesOnlyLocalesIcuHasDataFor) {
 
 // ---- The stored file ----
 
-TEST(SettingsJson, WritesEveryKeyButAnAbsentLocale) {
+TEST(SettingsJson, WritesEveryKeyButAnAbsentLocaleOrCalendarPath) {
   const Json json = Settings{}.toJson();
   std::vector<std::string> keys;
   for (const auto& [key, value] : json.items()) keys.push_back(key);
@@ -285,8 +294,9 @@ TEST(SettingsJson, RoundTripsEveryField) {
   settings.locale = "de_CH";
   settings.keepLimitOn = true;
   settings.calendarFullCharge = true;
-  settings.calendarAllDay = false;
+  settings.calendarAllDay = true;
   settings.calendarKeywords = {};
+  settings.calendarPath = "/srv/calendars/ana.ics";
   EXPECT_EQ(Settings::fromJson(Json::parse(settings.toJson().dump())), settings);
   EXPECT_EQ(Settings::fromJson(Json::object()), Settings{});
 }
@@ -309,11 +319,13 @@ TEST(SettingsJson, BringsAnIntervalOutOfRangeToItsNearestEnd) {
   EXPECT_EQ(Settings::fromJson(Json::parse(R"({"interval": -5})")).interval, 10s);
   EXPECT_EQ(Settings::fromJson(Json::parse(R"({"interval": 86400})")).interval, 3600s);
   EXPECT_EQ(Settings::fromJson(Json::parse(R"({"locale": ""})")).locale, std::nullopt);
+  EXPECT_EQ(Settings::fromJson(Json::parse(R"({"calendarPath": ""})")).calendarPath, std::nullopt);
 }
 
 TEST(SettingsJson, RefusesValuesOfTheWrongType) {
   for (const char* text : {R"({"interval": "60"})", R"({"keepLimitOn": 1})", R"({"calendarKeywords": "trip"})",
-                           R"({"calendarKeywords": ["trip", 3]})", R"({"locale": 7})"}) {
+                           R"({"calendarKeywords": ["trip", 3]})", R"({"locale": 7})",
+                           R"({"calendarPath": ["/home/ana/.calendars"]})"}) {
     EXPECT_THROW(Settings::fromJson(Json::parse(text)), batterycore::DecodingError) << text;
   }
 }
