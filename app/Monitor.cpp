@@ -115,6 +115,7 @@ void Monitor::endSession(TickReport& report, FullChargeSession::RestoreReason re
     state_.lastOwnChangeAt = now;
   }
   for (auto& alert : alerts) raise(report, std::move(alert));
+  state_.trips = CalendarTrigger::restored(state_.trips, *state_.session, now);
   state_.session.reset();
   report.sessionEnded = reason;
 }
@@ -182,8 +183,27 @@ TickReport Monitor::tick(Date now, std::optional<Date> wokeAt) {
     }
   }
 
-  // Departures, and a top-up before the next one.
+  // Departures; a trip in the calendar, else a top-up before the next departure.
   state_.departures = DepartureLedger::step(state_.departures, state_.last, s, state_.lastTick, now);
+  if (settings_.calendarFullCharge && settings_.calendarPath && hooks_.calendarEvents) {
+    const auto events = hooks_.calendarEvents(now, *settings_.calendarPath);
+    state_.trips = CalendarTrigger::seen(state_.trips, events, settings_.calendarAllDay, settings_.calendarKeywords,
+                                         now, calendar_);
+    if (!state_.session) {
+      if (auto start = CalendarTrigger::decision(state_.trips, events, s, s.limit.active(), true,
+                                                 settings_.calendarAllDay, settings_.calendarKeywords, now, calendar_)) {
+        if (const auto failure = limit_.switchOff()) {
+          report.limitFailure = failure;
+        } else {
+          state_.lastOwnChangeAt = now;
+          state_.session = start->session;
+          state_.trips = CalendarTrigger::started(state_.trips, start->event, now, calendar_);
+          report.sessionStarted = start->session;
+          raise(report, std::move(start->alert));
+        }
+      }
+    }
+  }
   if (!state_.session) {
     const auto departure = nextDeparture(now);
     if (auto start = SmartTopUp::decision(state_.smartTopUp, departure, s, s.limit.active(),
@@ -217,6 +237,27 @@ TickReport Monitor::tick(Date now, std::optional<Date> wokeAt) {
   state_.weakCharger = weak.next;
   if (weak.alert) raise(report, std::move(*weak.alert));
   state_.chargers.remember(s, now);
+
+  // The week's note, and programs draining the battery in the background.
+  const auto healthPercent =
+      state_.health.empty() ? std::nullopt : HealthTrend::healthPercent(state_.health.back());
+  auto weekly = WeeklyNote::step(state_.weekly, state_.highCharge, healthPercent, now, calendar_);
+  state_.weekly = std::move(weekly.next);
+  if (weekly.alert) raise(report, std::move(*weekly.alert));
+  if (!s.pluggedIn && hooks_.processes) {
+    const auto processes = hooks_.processes();
+    const auto energy = hooks_.packageEnergy ? hooks_.packageEnergy() : std::nullopt;
+    auto drain = BackgroundDrain::step(state_.drain, s, processes, energy, now, calendar_);
+    state_.drain = std::move(drain.next);
+    for (auto& alert : drain.alerts) raise(report, std::move(alert));
+  } else if (state_.drain.open) {
+    state_.drain.open.reset();  // plugged in: the window closes without a verdict
+  }
+  if (hooks_.accessories) {
+    auto accessories = AccessoryRule::step(state_.accessories, hooks_.accessories(), now);
+    state_.accessories = std::move(accessories.next);
+    for (auto& alert : accessories.alerts) raise(report, std::move(alert));
+  }
 
   // Pace the alerts; every one goes to the alerts list.
   report.posted = state_.policy.filter(report.raised, now, wokeAt,
@@ -346,32 +387,49 @@ void Monitor::skipToday(Date now) {
   }
 }
 
+void Monitor::skipTonight(Date now) {
+  if (const auto key = state_.trips.skippableKey()) state_.trips = CalendarTrigger::skip(state_.trips, *key);
+  if (state_.session && state_.session->origin.kind() == FullChargeSession::Origin::Kind::calendar) {
+    (void)stopFullCharge(now);
+  }
+}
+
 void Monitor::forgetUnplugs() {
   state_.departures = DepartureLedger{};
   departureLedgerSize_ = static_cast<std::size_t>(-1);
 }
 
+MonitorState Monitor::readState(StateStore& store) {
+  MonitorState state;
+  const auto record = store.load<TickRecord>("monitor", TickRecord{});
+  state.last = record.last;
+  state.lastTick = record.lastTick;
+  state.lastOwnChangeAt = record.lastOwnChangeAt;
+  state.lastHot = record.lastHot;
+  state.widget = record.widget;
+  state.widgetWrittenAt = record.widgetWrittenAt;
+  state.watchdog = store.load<LimitWatchdog>("watchdog", LimitWatchdog{});
+  state.calibration = store.load<CalibrationDetector>("calibration", CalibrationDetector{});
+  state.session = store.load<OptionalSession>("session", OptionalSession{}).session;
+  state.departures = store.load<DepartureLedger>("departures", DepartureLedger{});
+  state.smartTopUp = store.load<SmartTopUp>("smartTopUp", SmartTopUp{});
+  state.trips = store.load<CalendarTrigger>("calendarTrigger", CalendarTrigger{});
+  state.highCharge = store.load<HighChargeLedger>("highCharge", HighChargeLedger{});
+  state.health = store.load<std::vector<HealthTrend::Sample>>("health", {});
+  state.milestone = store.load<OptionalMilestone>("milestone", OptionalMilestone{}).milestone;
+  state.weakCharger = store.load<WeakChargerRule>("weakCharger", WeakChargerRule{});
+  state.chargers = store.load<ChargerMemory>("chargers", ChargerMemory{});
+  state.weekly = store.load<WeeklyNote>("weekly", WeeklyNote{});
+  state.drain = store.load<BackgroundDrain>("drain", BackgroundDrain{});
+  state.accessories = store.load<AccessoryRule>("accessories", AccessoryRule{});
+  state.policy = store.load<AlertPolicy>("alertPolicy", AlertPolicy{});
+  state.alerts = store.load<std::vector<BatteryAlert>>("alerts", {});
+  return state;
+}
+
 void Monitor::load(StateStore& store) {
   settings_ = store.load<Settings>("settings", Settings{});
-  const auto record = store.load<TickRecord>("monitor", TickRecord{});
-  state_.last = record.last;
-  state_.lastTick = record.lastTick;
-  state_.lastOwnChangeAt = record.lastOwnChangeAt;
-  state_.lastHot = record.lastHot;
-  state_.widget = record.widget;
-  state_.widgetWrittenAt = record.widgetWrittenAt;
-  state_.watchdog = store.load<LimitWatchdog>("watchdog", LimitWatchdog{});
-  state_.calibration = store.load<CalibrationDetector>("calibration", CalibrationDetector{});
-  state_.session = store.load<OptionalSession>("session", OptionalSession{}).session;
-  state_.departures = store.load<DepartureLedger>("departures", DepartureLedger{});
-  state_.smartTopUp = store.load<SmartTopUp>("smartTopUp", SmartTopUp{});
-  state_.highCharge = store.load<HighChargeLedger>("highCharge", HighChargeLedger{});
-  state_.health = store.load<std::vector<HealthTrend::Sample>>("health", {});
-  state_.milestone = store.load<OptionalMilestone>("milestone", OptionalMilestone{}).milestone;
-  state_.weakCharger = store.load<WeakChargerRule>("weakCharger", WeakChargerRule{});
-  state_.chargers = store.load<ChargerMemory>("chargers", ChargerMemory{});
-  state_.policy = store.load<AlertPolicy>("alertPolicy", AlertPolicy{});
-  state_.alerts = store.load<std::vector<BatteryAlert>>("alerts", {});
+  state_ = readState(store);
   saved_ = state_;
   savedSettings_ = settings_;
   departureLedgerSize_ = static_cast<std::size_t>(-1);
@@ -396,8 +454,12 @@ void Monitor::save(StateStore& store, Date now, bool all) {
   if (changed(&MonitorState::session)) store.save("session", OptionalSession{state_.session});
   if (changed(&MonitorState::departures)) store.save("departures", state_.departures);
   if (changed(&MonitorState::smartTopUp)) store.save("smartTopUp", state_.smartTopUp);
+  if (changed(&MonitorState::trips)) store.save("calendarTrigger", state_.trips);
   if (changed(&MonitorState::health)) store.save("health", state_.health);
   if (changed(&MonitorState::milestone)) store.save("milestone", OptionalMilestone{state_.milestone});
+  if (changed(&MonitorState::weekly)) store.save("weekly", state_.weekly);
+  if (changed(&MonitorState::drain)) store.save("drain", state_.drain);
+  if (changed(&MonitorState::accessories)) store.save("accessories", state_.accessories);
   if (changed(&MonitorState::policy)) store.save("alertPolicy", state_.policy);
   if (changed(&MonitorState::alerts)) store.save("alerts", state_.alerts);
   if (changed(&MonitorState::lastOwnChangeAt) || changed(&MonitorState::lastHot)) all = true;

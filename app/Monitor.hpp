@@ -10,22 +10,31 @@
 //
 // The order within a tick: limit watchdog, limit change rule, calibration
 // detector (with the latest power-log hit), the running full charge (putting
-// the limit back when it ends), heat, departures, the smart top-up, time above
-// 80%, health sampling and milestones, the weak-charger rule; then the alert
+// the limit back when it ends), heat, departures, a trip in the calendar, the
+// smart top-up, time above
+// 80%, health sampling and milestones, the weak-charger rule, the weekly
+// note, the background drain, accessory batteries; then the alert
 // policy, the attention, the widget and the control. The rules themselves are
 // pure; the monitor owns their states and the only side effects: switching the
 // limit, writing the widget snapshot and answering the control.
 #pragma once
 
+#include "BatteryCore/departures/CalendarEvent.hpp"
+#include "BatteryCore/departures/CalendarTrigger.hpp"
 #include "BatteryCore/departures/DepartureLedger.hpp"
 #include "BatteryCore/departures/DepartureModel.hpp"
 #include "BatteryCore/departures/SmartTopUp.hpp"
 #include "BatteryCore/foundation/Calendar.hpp"
+#include "BatteryCore/health/AccessoryBattery.hpp"
+#include "BatteryCore/health/AccessoryRule.hpp"
+#include "BatteryCore/health/BackgroundDrain.hpp"
 #include "BatteryCore/health/ChargerMemory.hpp"
 #include "BatteryCore/health/HealthMilestone.hpp"
 #include "BatteryCore/health/HealthTrend.hpp"
 #include "BatteryCore/health/HighChargeLedger.hpp"
+#include "BatteryCore/health/ProcessSample.hpp"
 #include "BatteryCore/health/WeakChargerRule.hpp"
+#include "BatteryCore/health/WeeklyNote.hpp"
 #include "BatteryCore/readings/BatterySnapshot.hpp"
 #include "BatteryCore/supervision/AlertPolicy.hpp"
 #include "BatteryCore/supervision/Attention.hpp"
@@ -57,11 +66,15 @@ struct MonitorState {
   std::optional<batterycore::HeatRule::Last> lastHot;
   batterycore::DepartureLedger departures;
   batterycore::SmartTopUp smartTopUp;
+  batterycore::CalendarTrigger trips;
   batterycore::HighChargeLedger highCharge;
   std::vector<batterycore::HealthTrend::Sample> health;
   std::optional<batterycore::HealthMilestone> milestone;
   batterycore::WeakChargerRule weakCharger;
   batterycore::ChargerMemory chargers;
+  batterycore::WeeklyNote weekly;
+  batterycore::BackgroundDrain drain;
+  batterycore::AccessoryRule accessories;
   batterycore::AlertPolicy policy;
   std::vector<batterycore::BatteryAlert> alerts;  // the alerts list, oldest first
   std::optional<widget::WidgetSnapshot> widget;
@@ -93,6 +106,17 @@ class Monitor {
     std::function<void(const widget::WidgetSnapshot&)> writeWidget;
     // The group's shared preferences, for answering the control.
     widget::SharedPreferences* controlPreferences = nullptr;
+    // The process table and the processor's package energy (absent where it
+    // cannot be read), for the background-drain rule; asked only on battery.
+    std::function<std::vector<batterycore::ProcessSample>()> processes;
+    std::function<std::optional<double>()> packageEnergy;
+    // The events of the calendars at `path` (the setting) around `now`,
+    // today to the day after tomorrow; asked on every tick while trips in the
+    // calendar count, so it should keep what it read for a while.
+    std::function<std::vector<batterycore::CalendarEvent>(batterycore::Date now, const std::string& path)>
+        calendarEvents;
+    // The batteries of wireless mice, keyboards and the like.
+    std::function<std::vector<batterycore::AccessoryBattery>()> accessories;
   };
 
   Monitor(batterycore::BatterySource& source, LimitController& limit, batterycore::Calendar calendar);
@@ -106,6 +130,8 @@ class Monitor {
   std::optional<std::string> startFullCharge(batterycore::Date now, const FullChargeOptions& options);
   std::optional<std::string> stopFullCharge(batterycore::Date now);
   void skipToday(batterycore::Date now);
+  // "Not tonight" on a calendar trip: no charge for it, and a running one stops.
+  void skipTonight(batterycore::Date now);
   void forgetUnplugs();
   void clearAlerts() { state_.alerts.clear(); }
 
@@ -116,6 +142,8 @@ class Monitor {
 
   // Reads every state from the store (damaged files are moved aside there).
   void load(StateStore& store);
+  // The same states without a monitor, for the commands that only show them.
+  static MonitorState readState(StateStore& store);
   // Reads the settings again: another process may have changed them.
   void reloadSettings(StateStore& store);
   // Writes what changed. The states that change on every tick (the last

@@ -51,11 +51,14 @@ std::vector<std::string> tickNotes(const TickReport& report) {
 bool actOnButtons(Monitor& monitor, const std::vector<live::DesktopNotifications::InvokedAction>& buttons, Date now) {
   bool acted = false;
   for (const auto& button : buttons) {
-    if (button.kind != BatteryAlert::Kind::smartFullCharge || button.key != live::DesktopNotifications::notToday) {
-      continue;
+    if (button.kind == BatteryAlert::Kind::smartFullCharge && button.key == live::DesktopNotifications::notToday) {
+      monitor.skipToday(now);
+      acted = true;
+    } else if (button.kind == BatteryAlert::Kind::calendarFullCharge &&
+               button.key == live::DesktopNotifications::notTonight) {
+      monitor.skipTonight(now);
+      acted = true;
     }
-    monitor.skipToday(now);
-    acted = true;
   }
   return acted;
 }

@@ -31,6 +31,7 @@ const std::string& DesktopNotifications::bodyFor(const BatteryAlert& alert, Deta
 
 #include "BatteryCore/foundation/AppInfo.hpp"
 #include "BatteryCore/text/MeaningSmart.hpp"
+#include "BatteryCore/text/MeaningTrips.hpp"
 
 #include <systemd/sd-bus.h>
 
@@ -342,6 +343,10 @@ struct DesktopNotifications::Impl {
     if (r >= 0 && alert.kind == BatteryAlert::Kind::smartFullCharge) {
       const std::string key(notToday);
       r = sd_bus_message_append(m, "ss", key.c_str(), batterycore::Meaning::Smart::notToday().c_str());
+    }
+    if (r >= 0 && alert.kind == BatteryAlert::Kind::calendarFullCharge) {
+      const std::string key(notTonight);
+      r = sd_bus_message_append(m, "ss", key.c_str(), batterycore::Meaning::Trips::notTonight().c_str());
     }
     if (r >= 0) r = sd_bus_message_close_container(m);
     if (r >= 0) r = sd_bus_message_open_container(m, 'a', "{sv}");

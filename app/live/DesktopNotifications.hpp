@@ -51,6 +51,8 @@ class DesktopNotifications {
  public:
   // The key of the smart top-up's "Not today" button.
   static constexpr std::string_view notToday = "notToday";
+  // The key of the calendar trip's "Not tonight" button.
+  static constexpr std::string_view notTonight = "notTonight";
   // Longest wait for the notification server's answer to one call.
   static constexpr batterycore::Seconds defaultCallTimeout{2};
 
@@ -63,7 +65,7 @@ class DesktopNotifications {
   // A button pressed on one of our notifications.
   struct InvokedAction {
     batterycore::BatteryAlert::Kind kind;  // the alert the notification showed
-    std::string key;                       // notToday
+    std::string key;                       // notToday, notTonight
     friend bool operator==(const InvokedAction&, const InvokedAction&) = default;
   };
 

@@ -23,6 +23,11 @@ constexpr double kFadePerDayHigh = 8e-5;     // extra while the charge sits abov
 constexpr int kNightStartMinute = 23 * 60;
 constexpr int kNightEndMinute = 7 * 60;
 constexpr Seconds kOneDay{86400};
+constexpr double kBrowserCores = 0.3;  // the person's browser, while they are awake
+constexpr double kKernelCores = 0.02;
+constexpr double kRunawayCores = 1.6;  // a program stuck in a loop on more than one core
+constexpr int kBrowserPid = 1000;
+constexpr int kAccessoryChargedAtMinute = 9 * 60;
 
 }  // namespace
 
@@ -115,6 +120,7 @@ BatterySimulator::Conditions BatterySimulator::conditionsAt(Date at) const {
         c.adapterDescription = event.description;
         break;
       case ScenarioEvent::Kind::load: c.loadW = event.watts; break;
+      case ScenarioEvent::Kind::runaway: c.loadW += event.watts; break;
       case ScenarioEvent::Kind::limitFails: c.limitFails = true; break;
       case ScenarioEvent::Kind::calibration: c.calibrating = true; break;
       case ScenarioEvent::Kind::limitSwitchedOff:
@@ -138,6 +144,18 @@ void BatterySimulator::advance(Seconds step) {
     if (event.kind == ScenarioEvent::Kind::calibration) {
       powerLog_ += batterycore::toIso8601(eventTimes_[i].from) +
                    " Charge: ChargingUpForGauging: charging to full to recalibrate the gauge\n";
+    }
+  }
+
+  // What the programs used of the processor meanwhile.
+  const double seconds = static_cast<double>(step.count());
+  const bool asleep = nights_.find(now_) != nullptr;
+  browserCpu_ += seconds * (asleep ? 0.0 : kBrowserCores);
+  kernelCpu_ += seconds * kKernelCores;
+  runawayCpu_.resize(scenario_.events.size(), 0.0);
+  for (std::size_t i = 0; i < scenario_.events.size(); ++i) {
+    if (scenario_.events[i].kind == ScenarioEvent::Kind::runaway && eventActive(i, now_)) {
+      runawayCpu_[i] += seconds * kRunawayCores;
     }
   }
 
@@ -256,6 +274,42 @@ std::optional<std::string> BatterySimulator::switchOff() {
   limitOn_ = false;
   decidePower();
   return std::nullopt;
+}
+
+std::vector<batterycore::ProcessSample> BatterySimulator::processes() const {
+  std::vector<batterycore::ProcessSample> table{{2, "kthreadd", kernelCpu_, false, true},
+                                               {kBrowserPid, "browser", browserCpu_, true, false}};
+  for (std::size_t i = 0; i < scenario_.events.size(); ++i) {
+    const auto& event = scenario_.events[i];
+    if (event.kind != ScenarioEvent::Kind::runaway || eventTimes_[i].from > now_) continue;
+    const double cpu = i < runawayCpu_.size() ? runawayCpu_[i] : 0.0;
+    table.push_back({kBrowserPid + 1 + static_cast<int>(i), event.description.value_or("runaway"), cpu, false, false});
+  }
+  return table;
+}
+
+std::vector<batterycore::AccessoryBattery> BatterySimulator::accessories() const {
+  using batterycore::AccessoryBattery;
+  std::vector<AccessoryBattery> list;
+  for (std::size_t i = 0; i < scenario_.accessories.size(); ++i) {
+    const auto& accessory = scenario_.accessories[i];
+    // From the last charge that has happened, else from the start.
+    double base = accessory.startPercent;
+    Date since = start_;
+    for (const int day : accessory.chargedOnDays) {
+      const Date charged = onDay(day, kAccessoryChargedAtMinute);
+      if (charged <= now_ && charged > since) {
+        base = 100;
+        since = charged;
+      }
+    }
+    const double days = std::chrono::duration<double>(now_ - since) / kOneDay;
+    const double percent = std::clamp(base - accessory.perDay * days, 0.0, 100.0);
+    list.push_back(AccessoryBattery::fromReading("sim-accessory-" + std::to_string(i), accessory.name,
+                                                 static_cast<std::int64_t>(std::floor(percent)), std::nullopt,
+                                                 AccessoryBattery::Status::discharging));
+  }
+  return list;
 }
 
 std::string BatterySimulator::takePowerLog() { return std::exchange(powerLog_, {}); }

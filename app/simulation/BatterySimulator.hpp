@@ -17,6 +17,8 @@
 #pragma once
 
 #include "BatteryCore/foundation/Calendar.hpp"
+#include "BatteryCore/health/AccessoryBattery.hpp"
+#include "BatteryCore/health/ProcessSample.hpp"
 #include "BatteryCore/readings/BatterySnapshot.hpp"
 #include "app/LimitController.hpp"
 #include "app/simulation/Scenario.hpp"
@@ -48,6 +50,13 @@ class BatterySimulator final : public batterycore::BatterySource, public LimitCo
 
   // Where the scenario says the person is at this moment.
   bool isAway(batterycore::Date at) const;
+
+  // The machine's process table: the browser the person works in (in the
+  // foreground), the system's own threads, and any runaway program of the
+  // scenario once it has started.
+  std::vector<batterycore::ProcessSample> processes() const;
+  // The scenario's wireless accessories as the system would list them now.
+  std::vector<batterycore::AccessoryBattery> accessories() const;
 
  private:
   struct Stretch {
@@ -100,6 +109,10 @@ class BatterySimulator final : public batterycore::BatterySource, public LimitCo
   double systemInW_ = 0;
   double loadW_ = 0;
   Conditions conditions_{};
+  // CPU seconds so far: the browser, the kernel, and each runaway event's program.
+  double browserCpu_ = 0;
+  double kernelCpu_ = 0;
+  std::vector<double> runawayCpu_;
   bool calibrationLogged_ = false;
   std::string powerLog_;
 };

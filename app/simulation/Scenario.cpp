@@ -18,7 +18,7 @@ using batterycore::valueOr;
 namespace {
 
 constexpr const char* kKindNames[] = {"heat",        "charger",      "load",     "limitFails",
-                                      "limitSwitchedOff", "calibration", "controlFails", "stayHome"};
+                                      "limitSwitchedOff", "calibration", "controlFails", "stayHome", "runaway"};
 
 std::string clockText(int minute) {
   char buffer[16];
@@ -108,6 +108,28 @@ Json ScenarioEvent::toJson() const {
   return json;
 }
 
+ScenarioAccessory ScenarioAccessory::fromJson(const Json& json) {
+  ScenarioAccessory accessory;
+  accessory.name = required<std::string>(json, "name");
+  accessory.startPercent = valueOr<double>(json, "percent", accessory.startPercent);
+  accessory.perDay = valueOr<double>(json, "perDay", accessory.perDay);
+  accessory.chargedOnDays = valueOr<std::vector<int>>(json, "chargedOnDays", {});
+  if (accessory.startPercent < 0 || accessory.startPercent > 100) {
+    throw DecodingError("a percentage from 0 to 100", "percent");
+  }
+  if (accessory.perDay < 0) throw DecodingError("percent used per day, 0 or more", "perDay");
+  return accessory;
+}
+
+Json ScenarioAccessory::toJson() const {
+  Json json = Json::object();
+  put(json, "name", name);
+  put(json, "percent", startPercent);
+  put(json, "perDay", perDay);
+  put(json, "chargedOnDays", chargedOnDays);
+  return json;
+}
+
 Scenario Scenario::fromJson(const Json& json) {
   Scenario s;
   s.name = required<std::string>(json, "name");
@@ -135,6 +157,8 @@ Scenario Scenario::fromJson(const Json& json) {
     s.weekend = valueOr<std::vector<AwayStretch>>(*week, "weekend", {});
   }
   s.events = valueOr<std::vector<ScenarioEvent>>(json, "events", {});
+  s.calendar = optional<std::string>(json, "calendar");
+  s.accessories = valueOr<std::vector<ScenarioAccessory>>(json, "accessories", {});
   if (s.days < 1) throw DecodingError("a scenario lasts at least one day", "days");
   if (s.limit < 50 || s.limit > 100) throw DecodingError("the limit is a percentage from 50 to 100", "limit");
   if (!batterycore::parseDayKey(s.start)) throw DecodingError("expected a day like \"2026-03-02\"", "start");
@@ -160,6 +184,8 @@ Json Scenario::toJson() const {
   put(json, "nightLoad", nightLoadW);
   put(json, "week", Json{{"weekday", batterycore::encode(weekday)}, {"weekend", batterycore::encode(weekend)}});
   put(json, "events", events);
+  putIfPresent(json, "calendar", calendar);
+  if (!accessories.empty()) put(json, "accessories", accessories);
   return json;
 }
 

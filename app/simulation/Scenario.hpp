@@ -4,7 +4,11 @@
 //    "seed": 7, "limit": 80,
 //    "week": {"weekday": [{"from": "08:20", "to": "09:00", "spread": 12, "load": 7}],
 //             "weekend": [{"from": "11:00", "to": "16:00", "spread": 120, "load": 8}]},
-//    "events": [{"kind": "heat", "day": 17, "from": "13:00", "to": "15:00", "thermal": 2}]}
+//    "events": [{"kind": "heat", "day": 17, "from": "13:00", "to": "15:00", "thermal": 2},
+//               {"kind": "runaway", "day": 23, "from": "20:00", "to": "21:30", "watts": 12,
+//                "description": "tracker-miner-fs"}],
+//    "calendar": "office-worker.ics",
+//    "accessories": [{"name": "MX Master 3", "percent": 48, "perDay": 3.5, "chargedOnDays": [13]}]}
 //
 // Each "week" entry is a stretch away from the charger on that kind of day,
 // its ends moved by up to ±spread minutes, the same way for the same seed.
@@ -40,6 +44,7 @@ struct ScenarioEvent {
     calibration,       // the system recalibrates its gauge, charging to 100%
     controlFails,      // switching the limit is refused
     stayHome,          // a day without the usual outings
+    runaway,           // a background program (description) spins, drawing `watts` more
   };
   Kind kind = Kind::heat;
   int day = 0;
@@ -51,6 +56,18 @@ struct ScenarioEvent {
   std::optional<std::string> description;
 
   static ScenarioEvent fromJson(const batterycore::Json& json);
+  batterycore::Json toJson() const;
+};
+
+// A wireless mouse or keyboard whose battery runs down day by day and is
+// charged to full on the given days (at 09:00).
+struct ScenarioAccessory {
+  std::string name;
+  double startPercent = 100;
+  double perDay = 3;
+  std::vector<int> chargedOnDays;
+
+  static ScenarioAccessory fromJson(const batterycore::Json& json);
   batterycore::Json toJson() const;
 };
 
@@ -74,6 +91,10 @@ struct Scenario {
   std::vector<AwayStretch> weekday;
   std::vector<AwayStretch> weekend;
   std::vector<ScenarioEvent> events;
+  // An iCalendar file with the person's appointments; a relative path is
+  // relative to the scenario file (the loader makes it absolute).
+  std::optional<std::string> calendar;
+  std::vector<ScenarioAccessory> accessories;
 
   static Scenario fromJson(const batterycore::Json& json);
   batterycore::Json toJson() const;

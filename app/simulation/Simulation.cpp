@@ -1,6 +1,9 @@
 #include "app/simulation/Simulation.hpp"
 
+#include "app/live/ICalendarFiles.hpp"
+
 #include "BatteryCore/text/Meaning.hpp"
+#include "BatteryCore/text/MeaningTrips.hpp"
 
 #include <algorithm>
 
@@ -41,7 +44,8 @@ std::vector<SimulationEvent> eventsOf(const TickReport& report, const Settings& 
   }
   if (report.sessionStarted) {
     events.push_back({SimulationEvent::Kind::fullChargeStarted, now,
-                      Meaning::text("fullCharge.pausedTitle", "Limit off for this charge")});
+                      Meaning::text("fullCharge.pausedTitle", "Limit off for this charge") + ". " +
+                          Meaning::Trips::pausedDetail(*report.sessionStarted)});
   }
   for (const auto& alert : report.raised) {
     const bool posted = std::find(report.posted.begin(), report.posted.end(), alert) != report.posted.end();
@@ -72,11 +76,40 @@ Scenario Simulation::adjusted(Scenario scenario, const SimulationOptions& option
   return scenario;
 }
 
+Monitor::Hooks simulationHooks(BatterySimulator& battery) {
+  Monitor::Hooks hooks;
+  hooks.powerLog = [&battery] { return battery.takePowerLog(); };
+  hooks.processes = [&battery] { return battery.processes(); };
+  hooks.accessories = [&battery] { return battery.accessories(); };
+  // The calendar file is read once for the whole span; each tick sees the
+  // events from today to the day after tomorrow, as the service would.
+  struct CalendarFile {
+    std::string path;
+    std::vector<batterycore::CalendarEvent> events;
+  };
+  auto file = std::make_shared<std::optional<CalendarFile>>();
+  hooks.calendarEvents = [&battery, file](Date now, const std::string& path) {
+    const auto& calendar = battery.calendar();
+    if (!*file || (*file)->path != path) {
+      auto reading = live::readCalendarEvents(path, battery.start(), calendar.addingDays(battery.end(), 3), calendar);
+      *file = CalendarFile{path, std::move(reading.events)};
+    }
+    const Date from = calendar.startOfDay(now);
+    const Date to = calendar.addingDays(from, 3);
+    std::vector<batterycore::CalendarEvent> near;
+    for (const auto& event : (*file)->events) {
+      if (event.end > from && event.start < to) near.push_back(event);
+    }
+    return near;
+  };
+  return hooks;
+}
+
 Simulation::Simulation(Scenario scenario, SimulationOptions options)
     : options_(std::move(options)),
       battery_(adjusted(std::move(scenario), options_)),
       monitor_(battery_, battery_, battery_.calendar(),
-               Monitor::Hooks{[this] { return battery_.takePowerLog(); }, {}, nullptr}),
+               simulationHooks(battery_)),
       end_(battery_.end()) {}
 
 void Simulation::run(const Sink& sink, const Progress& progress) {
@@ -87,6 +120,11 @@ void Simulation::run(const Sink& sink, const Progress& progress) {
   }
   monitor_.settings().level = options_.level;
   monitor_.settings().smartTopUp = true;
+  // A scenario with a calendar has the person count trips in it.
+  if (battery_.scenario().calendar) {
+    monitor_.settings().calendarFullCharge = true;
+    monitor_.settings().calendarPath = battery_.scenario().calendar;
+  }
 
   const double total = secondsBetween(battery_.start(), end_);
   int step = 0;

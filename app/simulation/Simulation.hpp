@@ -50,6 +50,10 @@ struct SimulationOptions {
   bool durable = false;                          // fsync each write (a kept --state folder)
 };
 
+// The monitor's view of the simulated machine: its power log and, later,
+// its processes, accessories and calendar.
+Monitor::Hooks simulationHooks(BatterySimulator& battery);
+
 class Simulation {
  public:
   Simulation(Scenario scenario, SimulationOptions options);

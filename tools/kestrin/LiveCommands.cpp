@@ -17,9 +17,12 @@
 #include "app/StateStore.hpp"
 #include "app/Watch.hpp"
 #include "app/live/AppleBatteryProperties.hpp"
+#include "app/live/CalendarCache.hpp"
 #include "app/live/DesktopNotifications.hpp"
 #include "app/live/PowerLog.hpp"
+#include "app/live/ProcessTable.hpp"
 #include "app/live/PowerSupplyEvents.hpp"
+#include "app/live/SysfsAccessories.hpp"
 #include "app/live/SysfsBattery.hpp"
 
 #include <CLI/CLI.hpp>
@@ -220,8 +223,22 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
   if (options.locale.empty() && settings.locale && !useLocale(*settings.locale, err)) return 2;
 
   const widget::AppGroup group = widget::AppGroup::open();
-  app::Monitor monitor(battery, battery, Calendar::gregorian(systemTimeZone(), Formatting::localeName()),
-                       app::watchHooks(group, powerLog));
+  auto hooks = app::watchHooks(group, powerLog);
+#ifdef __linux__
+  // On battery: which programs use the processor, for the background drain.
+  hooks.processes = [] { return app::live::readProcesses(); };
+  hooks.packageEnergy = [] { return app::live::readPackageEnergy(); };
+#endif
+  const auto calendar = Calendar::gregorian(systemTimeZone(), Formatting::localeName());
+  auto calendarFiles = std::make_shared<app::live::CalendarCache>(calendar, [&note](const std::string& line) {
+    note(line, true);
+  });
+  hooks.calendarEvents = [calendarFiles](Date now, const std::string& path) { return calendarFiles->events(now, path); };
+  // Mice and keyboards beside the laptop's battery (the same folder on Linux).
+  std::optional<fs::path> accessoriesRoot;
+  if (!options.sysfsRoot.empty()) accessoriesRoot = fs::path(options.sysfsRoot);
+  hooks.accessories = [accessoriesRoot] { return app::live::readAccessories(accessoriesRoot); };
+  app::Monitor monitor(battery, battery, calendar, std::move(hooks));
   std::vector<app::WakeSource> sources;
 #ifdef __linux__
   const int signals = stopSignalDescriptor();

@@ -194,6 +194,10 @@ int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream&
     err << "kestrin: " << path->string() << ": " << error.what() << "\n";
     return 1;
   }
+  // The scenario's calendar file lies beside it.
+  if (scenario.calendar && fs::path(*scenario.calendar).is_relative()) {
+    scenario.calendar = (path->parent_path() / *scenario.calendar).string();
+  }
   if (options.days && (*options.days < 1 || *options.days > 3660)) {
     err << "kestrin: --days is between 1 and 3660\n";
     return 2;

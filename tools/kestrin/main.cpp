@@ -9,8 +9,13 @@
 //   kestrin settings [KEY [VALUE]] the person's settings, listed or changed
 //   kestrin read                 one reading of this machine's battery, as JSON
 //   kestrin watch                Kestrin as a service on this machine's battery
+//   kestrin accessories          the batteries of the wireless mouse, keyboard and trackpad
+//   kestrin energy               which programs use the most power right now
+//   kestrin plans                what is coming: the next top-up, a trip, the pace on battery
 #include "app/ReadingTable.hpp"
+#include "tools/kestrin/AccessoriesCommand.hpp"
 #include "tools/kestrin/AlertsCommand.hpp"
+#include "tools/kestrin/CompanionCommands.hpp"
 #include "tools/kestrin/DeparturesCommand.hpp"
 #include "tools/kestrin/HealthCommand.hpp"
 #include "tools/kestrin/LiveCommands.hpp"
@@ -73,6 +78,8 @@ int main(int argc, char** argv) {
   const auto live = kestrin::tool::addLiveCommands(app);
   const auto settings = kestrin::tool::addSettingsCommand(app);
   const auto service = kestrin::tool::addServiceCommands(app);
+  const auto accessories = kestrin::tool::addAccessoriesCommand(app);
+  const auto companion = kestrin::tool::addCompanionCommands(app);
   CLI11_PARSE(app, argc, argv);
 
   const auto scenarios = kestrin::tool::scenarioFolder(argv[0]);
@@ -95,6 +102,8 @@ int main(int argc, char** argv) {
   if (widgetCommands.chosen()) return widgetCommands.run(std::cout, std::cerr);
   if (departures.chosen()) return departures.run(std::cout, std::cerr);
   if (health.chosen()) return health.run(std::cout, std::cerr);
+  if (accessories.chosen()) return accessories.run(std::cout, std::cerr);
+  if (companion.chosen()) return companion.run(std::cout, std::cerr);
   if (*alerts) return kestrin::tool::runAlertsCommand(alertsOptions, std::cout, std::cerr);
   if (*texts) return kestrin::tool::runTextsCommand(textsOptions, std::cout, std::cerr);
   std::cout << app.help();
