@@ -11,6 +11,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+
+#include <fstream>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -53,13 +55,15 @@ ToolRun runTool(const std::vector<std::string>& args, const std::filesystem::pat
   std::vector<std::string> environment;
   for (char** entry = environ; *entry != nullptr; ++entry) {
     const std::string_view variable(*entry);
-    if (variable.starts_with("KESTRIN_GROUP_DIR=") || variable.starts_with("LC_ALL=") ||
+    if (variable.starts_with("KESTRIN_GROUP_DIR=") || variable.starts_with("XDG_STATE_HOME=") ||
+        variable.starts_with("LC_ALL=") ||
         variable.starts_with("LANG=")) {
       continue;
     }
     environment.emplace_back(variable);
   }
   environment.push_back("KESTRIN_GROUP_DIR=" + group.string());
+  environment.push_back("XDG_STATE_HOME=" + (group / "state").string());
   environment.push_back("LANG=en_US.UTF-8");
   environment.push_back("LC_ALL=en_US.UTF-8");
 
@@ -269,6 +273,31 @@ TEST(StatusCommand, FeedsAStatusBar) {
   const auto stale = runTool({"status", "--format", "waybar", "--now", "2026-01-02T10:00:00Z"}, folder.path());
   EXPECT_EQ(stale.exitCode, 0);
   EXPECT_EQ(batterycore::Json::parse(stale.out).at("class"), "placeholder");
+}
+
+TEST(StatusCommand, TellsTheTimeLeftOnBatteryFromTheServicesLastReading) {
+  SKIP_WITHOUT_TOOL();
+  testing::TemporaryFolder folder;
+  const AppGroup group = AppGroup::inFolder(folder.path());
+  const WidgetSnapshot snapshot{testing::kMorning, 64, 80, false, batterycore::Attention::Tone::battery,
+                                "On battery", std::nullopt, std::nullopt, std::nullopt, std::nullopt};
+  ASSERT_TRUE(snapshot.write(*group.container, *group.preferences));
+  // The service's last reading, ten minutes before: 70 minutes to empty.
+  const auto states = folder.path() / "state" / "kestrin" / "state";
+  std::filesystem::create_directories(states);
+  const batterycore::BatterySnapshot reading(testing::kMorning - std::chrono::minutes{10}, 64, false, false, false,
+                                             70, std::nullopt, batterycore::LimitState::on(80), 0, 0, 0,
+                                             batterycore::ThermalLevel::nominal, 5000, 5100, 5500, 3200, 100, 1000,
+                                             11800, -700, std::nullopt, std::nullopt, -8260, std::nullopt);
+  std::ofstream(states / "monitor.json") << batterycore::Json{{"last", reading.toJson()}}.dump();
+
+  const auto line = runTool({"status", "--format", "line", "--now", "2026-01-01T09:00:00Z"}, folder.path());
+  EXPECT_EQ(line.out, "64% · On battery · About an hour left\n");
+  const auto text = runTool({"status", "--now", "2026-01-01T09:00:00Z"}, folder.path());
+  EXPECT_NE(text.out.find("On battery\nAbout an hour left\n"), std::string::npos) << text.out;
+  // A reading older than a quarter of an hour says nothing about now.
+  const auto later = runTool({"status", "--format", "line", "--now", "2026-01-01T09:06:00Z"}, folder.path());
+  EXPECT_EQ(later.out, "64% · On battery\n");
 }
 
 TEST(StatusCommand, ToggleWithoutAServiceSaysItIsNotRunning) {

@@ -5,6 +5,10 @@
 #include "BatteryCore/text/Meaning.hpp"
 #include "KestrinWidget/Clock.hpp"
 #include "KestrinWidget/SetLimitFromControlIntent.hpp"
+#include "KestrinWidget/SharedContainer.hpp"
+#include "BatteryCore/text/MeaningTimeLeft.hpp"
+#include "app/Settings.hpp"
+#include "tools/kestrin/CommandSupport.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -28,7 +32,27 @@ void figureAndLine(std::ostream& out, const std::optional<std::string>& figure,
 
 }  // namespace
 
-std::string renderStatus(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now) {
+std::optional<std::string> timeLeftFromStates(const std::filesystem::path& stateFolder, batterycore::Date now) {
+  constexpr batterycore::Seconds kFreshFor = std::chrono::minutes{15};
+  const auto text = widget::readWholeFile(stateFolder / "monitor.json");
+  if (!text) return std::nullopt;
+  try {
+    const auto last = batterycore::optional<batterycore::BatterySnapshot>(batterycore::Json::parse(*text), "last");
+    if (!last || last->pluggedIn || !last->minutesToEmpty || *last->minutesToEmpty <= 0) return std::nullopt;
+    if (now < last->at || now - last->at > kFreshFor) return std::nullopt;
+    const int since = static_cast<int>((now - last->at) / std::chrono::minutes{1});
+    auto level = batterycore::DetailLevel::simple;
+    if (const auto settings = widget::readWholeFile(stateFolder / "settings.json")) {
+      level = app::Settings::fromJson(batterycore::Json::parse(*settings)).level;
+    }
+    return Meaning::timeLeft(*last->minutesToEmpty - since, level).left;
+  } catch (const std::exception&) {
+    return std::nullopt;  // a damaged file is the service's to report
+  }
+}
+
+std::string renderStatus(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now,
+                         const std::optional<std::string>& timeLeft) {
   if (!snapshot || snapshot->isStale(now)) {
     return Meaning::text("widget.placeholder", "Open Kestrin once to see your battery here.") + "\n";
   }
@@ -43,6 +67,7 @@ std::string renderStatus(const std::optional<WidgetSnapshot>& snapshot, batteryc
     out << Meaning::text("limit.title.off", "Charge limit off") << "\n";
   }
   out << snapshot->headline << "\n";
+  if (timeLeft && !snapshot->charging) out << *timeLeft << "\n";
   out << "Mood: " << batterycore::Attention::rawValue(snapshot->mood) << "\n";
   const auto health =
       snapshot->health ? std::optional(Meaning::format("widget.health", "%@ health", {*snapshot->health}))
@@ -72,13 +97,15 @@ std::string chargeText(const WidgetSnapshot& snapshot) {
 
 }  // namespace
 
-std::string renderWaybar(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now) {
+std::string renderWaybar(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now,
+                         const std::optional<std::string>& timeLeft) {
   batterycore::Json object;
   if (!fresh(snapshot, now)) {
     object = {{"text", placeholder()}, {"tooltip", placeholder()}, {"class", "placeholder"}};
   } else {
     std::string tooltip = snapshot->headline;
-    for (const auto& line : {snapshot->healthLine, snapshot->highChargeLine}) {
+    const auto left = snapshot->charging ? std::nullopt : timeLeft;
+    for (const auto& line : {left, snapshot->healthLine, snapshot->highChargeLine}) {
       if (line) tooltip += "\n" + *line;
     }
     object = {{"text", chargeText(*snapshot)},
@@ -89,9 +116,11 @@ std::string renderWaybar(const std::optional<WidgetSnapshot>& snapshot, batteryc
   return object.dump(-1, ' ', false, batterycore::Json::error_handler_t::replace) + "\n";
 }
 
-std::string renderLine(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now) {
+std::string renderLine(const std::optional<WidgetSnapshot>& snapshot, batterycore::Date now,
+                       const std::optional<std::string>& timeLeft) {
   if (!fresh(snapshot, now)) return placeholder() + "\n";
-  return chargeText(*snapshot) + " · " + snapshot->headline + "\n";
+  const bool showLeft = timeLeft && !snapshot->charging;
+  return chargeText(*snapshot) + " · " + snapshot->headline + (showLeft ? " · " + *timeLeft : std::string()) + "\n";
 }
 
 int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err) {
@@ -105,12 +134,14 @@ int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err
     now = *parsed;
   }
   const auto snapshot = WidgetSnapshot::load();
+  const auto folder = stateFolderOrDefault(options.stateFolder);
+  const auto timeLeft = folder ? timeLeftFromStates(*folder, now) : std::nullopt;
   if (options.format == "waybar") {
-    out << renderWaybar(snapshot, now);
+    out << renderWaybar(snapshot, now, timeLeft);
   } else if (options.format == "line") {
-    out << renderLine(snapshot, now);
+    out << renderLine(snapshot, now, timeLeft);
   } else {
-    out << renderStatus(snapshot, now);
+    out << renderStatus(snapshot, now, timeLeft);
   }
   return 0;
 }
@@ -152,6 +183,8 @@ WidgetCommands addWidgetCommands(CLI::App& app) {
   commands.status->add_option("--now", commands.options->now, "The moment to judge staleness at (ISO 8601)");
   commands.status->add_option("--format", commands.options->format, "text, waybar (one JSON object) or line")
       ->check(CLI::IsMember({"text", "waybar", "line"}));
+  commands.status->add_option("--state", commands.options->stateFolder,
+                              "The service's state folder, for the time left on battery");
   commands.limit = app.add_subcommand("limit", "Switch the charge limit through the running application");
   commands.limit->add_option("state", commands.options->limit, "on, off or toggle")
       ->required()

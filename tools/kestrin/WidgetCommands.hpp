@@ -18,6 +18,7 @@
 #include "KestrinWidget/WidgetSnapshot.hpp"
 
 #include <iosfwd>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,20 +33,32 @@ struct WidgetOptions {
   std::string now;             // status: ISO 8601; empty: the system clock
   std::string format = "text";  // status: text, waybar or line
   std::string limit = "on";     // limit: "on", "off" or "toggle"
+  std::string stateFolder;      // status: the service's states, for the time left on battery
 };
+
+// On battery: the pace of the last reading the service kept in `stateFolder`
+// ("About an hour left"), counted down by the time since it was taken; absent
+// when plugged in, without an estimate, or when that reading is older than
+// a quarter of an hour.
+std::optional<std::string> timeLeftFromStates(const std::filesystem::path& stateFolder, batterycore::Date now);
 
 // The widget's face as lines of text: percent and charging, the limit, the
 // headline, the mood, then health and high charge as far as the snapshot has
 // them; the placeholder when there is no snapshot or it is stale.
-std::string renderStatus(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now);
+// On battery the time left follows the headline.
+std::string renderStatus(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now,
+                         const std::optional<std::string>& timeLeft = std::nullopt);
 
 // The object Waybar's custom modules read: "text" (the charge), "tooltip"
 // (the headline, then health and high charge), "class" (the mood, or
 // "placeholder") and "percentage". One line, ending in a newline.
-std::string renderWaybar(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now);
+std::string renderWaybar(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now,
+                         const std::optional<std::string>& timeLeft = std::nullopt);
 
 // "82% · Resting at 80%": the charge, a bolt while charging, the headline.
-std::string renderLine(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now);
+// On battery the time left follows: "64% · On battery · About an hour left".
+std::string renderLine(const std::optional<widget::WidgetSnapshot>& snapshot, batterycore::Date now,
+                       const std::optional<std::string>& timeLeft = std::nullopt);
 
 int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err);
 int runLimit(const WidgetOptions& options, std::ostream& out, std::ostream& err);
