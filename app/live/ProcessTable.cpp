@@ -74,6 +74,7 @@ std::optional<batterycore::ProcessSample> parseProcStat(std::string_view line, l
   return sample;
 }
 
+#ifndef __APPLE__
 std::vector<batterycore::ProcessSample> readProcesses(const std::filesystem::path& proc) {
   std::vector<batterycore::ProcessSample> processes;
   const long ticks = ::sysconf(_SC_CLK_TCK);
@@ -87,6 +88,8 @@ std::vector<batterycore::ProcessSample> readProcesses(const std::filesystem::pat
   }
   return processes;
 }
+
+#endif  // the Mac's process table is read in ProcessTableApple.cpp
 
 std::optional<double> readPackageEnergy(const std::filesystem::path& powercap) {
   std::optional<double> joules;

@@ -31,7 +31,9 @@ namespace kestrin::app::live {
 std::optional<batterycore::ProcessSample> parseProcStat(std::string_view line, long ticksPerSecond);
 
 // Every process that could be read; the others (gone in between, not ours
-// to read) are left out.
+// to read) are left out. On a Mac the process table comes from libproc and
+// `proc` is not used; there a process counts as foreground, too, when it is
+// in its terminal's foreground process group.
 std::vector<batterycore::ProcessSample> readProcesses(const std::filesystem::path& proc = "/proc");
 
 std::optional<double> readPackageEnergy(const std::filesystem::path& powercap = "/sys/class/powercap");

@@ -224,11 +224,9 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
 
   const widget::AppGroup group = widget::AppGroup::open();
   auto hooks = app::watchHooks(group, powerLog);
-#ifdef __linux__
   // On battery: which programs use the processor, for the background drain.
   hooks.processes = [] { return app::live::readProcesses(); };
   hooks.packageEnergy = [] { return app::live::readPackageEnergy(); };
-#endif
   const auto calendar = Calendar::gregorian(systemTimeZone(), Formatting::localeName());
   auto calendarFiles = std::make_shared<app::live::CalendarCache>(calendar, [&note](const std::string& line) {
     note(line, true);
