@@ -13,7 +13,8 @@ build-release: deps
 demo: build-release
 	@build/release/bin/kestrin demo
 
-build-test: deps
+build-test:
+	@scripts/install-deps --tests
 	@cmake --preset test >/dev/null
 	@cmake --build --preset test -j $(JOBS)
 
