@@ -12,6 +12,8 @@ build-release: deps
 
 demo: build-release
 	@build/release/bin/kestrin demo
+	@echo
+	@build/release/bin/kestrin report --simulate office-worker --out build/kestrin-report.html
 
 build-test:
 	@scripts/install-deps --tests

@@ -8,8 +8,6 @@
 #include "app/live/SysfsAccessories.hpp"
 
 #include <CLI/CLI.hpp>
-#include <unicode/uchar.h>
-#include <unicode/utf8.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -26,30 +24,6 @@ namespace fs = std::filesystem;
 using batterycore::AccessoryBattery;
 using batterycore::DetailLevel;
 namespace Accessories = batterycore::Meaning::Accessories;
-
-// Columns on a terminal: East Asian wide and full-width characters take two.
-std::size_t displayWidth(std::string_view text) {
-  std::size_t width = 0;
-  int32_t at = 0;
-  const auto length = static_cast<int32_t>(text.size());
-  while (at < length) {
-    UChar32 c = 0;
-    U8_NEXT(text.data(), at, length, c);
-    const auto eastAsian = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
-    width += eastAsian == U_EA_WIDE || eastAsian == U_EA_FULLWIDTH ? 2 : 1;
-  }
-  return width;
-}
-
-std::string padRight(const std::string& text, std::size_t width) {
-  const auto shown = displayWidth(text);
-  return shown >= width ? text : text + std::string(width - shown, ' ');
-}
-
-std::string padLeft(const std::string& text, std::size_t width) {
-  const auto shown = displayWidth(text);
-  return shown >= width ? text : std::string(width - shown, ' ') + text;
-}
 
 struct Row {
   std::string name;

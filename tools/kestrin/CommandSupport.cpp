@@ -1,5 +1,8 @@
 #include "tools/kestrin/CommandSupport.hpp"
 
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
 #include <unicode/errorcode.h>
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
@@ -48,6 +51,29 @@ std::optional<std::filesystem::path> stateFolderOrDefault(const std::string& giv
   }
   if (const auto home = environment("HOME")) return fs::path(*home) / ".local" / "state" / "kestrin" / "state";
   return std::nullopt;
+}
+
+std::size_t displayWidth(std::string_view text) {
+  std::size_t width = 0;
+  int32_t at = 0;
+  const auto length = static_cast<int32_t>(text.size());
+  while (at < length) {
+    UChar32 c = 0;
+    U8_NEXT(text.data(), at, length, c);
+    const auto eastAsian = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
+    width += eastAsian == U_EA_WIDE || eastAsian == U_EA_FULLWIDTH ? 2 : 1;
+  }
+  return width;
+}
+
+std::string padRight(const std::string& text, std::size_t width) {
+  const auto shown = displayWidth(text);
+  return shown >= width ? text : text + std::string(width - shown, ' ');
+}
+
+std::string padLeft(const std::string& text, std::size_t width) {
+  const auto shown = displayWidth(text);
+  return shown >= width ? text : std::string(width - shown, ' ') + text;
 }
 
 }  // namespace kestrin::tool

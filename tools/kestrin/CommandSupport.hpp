@@ -6,6 +6,7 @@
 #include <iosfwd>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace kestrin::tool {
 
@@ -21,5 +22,11 @@ std::string systemTimeZone();
 // $XDG_STATE_HOME/kestrin/state, else ~/.local/state/kestrin/state. Absent
 // when none of them is known.
 std::optional<std::filesystem::path> stateFolderOrDefault(const std::string& given);
+
+// Columns on a terminal: East Asian wide and full-width characters take two.
+std::size_t displayWidth(std::string_view text);
+// The text filled with spaces to `width` columns, after it or before it.
+std::string padRight(const std::string& text, std::size_t width);
+std::string padLeft(const std::string& text, std::size_t width);
 
 }  // namespace kestrin::tool

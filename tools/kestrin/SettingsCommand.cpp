@@ -11,8 +11,6 @@
 #include "app/StateStore.hpp"
 
 #include <CLI/CLI.hpp>
-#include <unicode/uchar.h>
-#include <unicode/utf8.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -46,24 +44,6 @@ std::optional<Settings> peek(const fs::path& file) {
   return std::nullopt;
 }
 
-// Columns on a terminal: East Asian wide and full-width characters take two.
-std::size_t displayWidth(std::string_view text) {
-  std::size_t width = 0;
-  int32_t at = 0;
-  const auto length = static_cast<int32_t>(text.size());
-  while (at < length) {
-    UChar32 c = 0;
-    U8_NEXT(text.data(), at, length, c);
-    const auto eastAsian = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
-    width += eastAsian == U_EA_WIDE || eastAsian == U_EA_FULLWIDTH ? 2 : 1;
-  }
-  return width;
-}
-
-std::string padded(const std::string& text, std::size_t width) {
-  const auto shown = displayWidth(text);
-  return shown >= width ? text : text + std::string(width - shown, ' ');
-}
 
 // Each row: key, value and default in aligned columns, and below it what the
 // setting does.
@@ -77,7 +57,7 @@ void print(const std::vector<SettingRow>& rows, const Settings& settings, std::o
   }
   const Settings defaults;
   for (const auto& row : rows) {
-    out << padded(row.key, keyWidth) << "  " << padded(row.show(settings), valueWidth) << "  "
+    out << padRight(row.key, keyWidth) << "  " << padRight(row.show(settings), valueWidth) << "  "
         << Meaning::format("settings.default", "default %@", {row.show(defaults)}) << "\n    "
         << row.explanation() << "\n";
   }

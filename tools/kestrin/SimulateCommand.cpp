@@ -32,12 +32,6 @@ using app::simulation::SimulationEvent;
 
 namespace {
 
-std::optional<fs::path> scenarioPath(const SimulateOptions& options) {
-  const fs::path asGiven(options.scenario);
-  if (asGiven.extension() == ".json" || asGiven.has_parent_path()) return asGiven;
-  if (options.scenarioFolder.empty()) return std::nullopt;
-  return fs::path(options.scenarioFolder) / (options.scenario + ".json");
-}
 
 // "Monday, March 2, 2026" in the locale and zone.
 std::string longDay(Date date, const Calendar& calendar) {
@@ -163,6 +157,37 @@ void printSummary(const app::MonitorState& state, const Calendar& calendar, Date
 
 bool SimulateCommand::chosen() const { return command != nullptr && command->parsed(); }
 
+std::optional<Scenario> loadScenario(const std::string& nameOrPath, const std::string& folder, std::ostream& err) {
+  fs::path path(nameOrPath);
+  if (path.extension() != ".json" && !path.has_parent_path()) {
+    if (folder.empty()) {
+      err << "kestrin: cannot find the bundled scenarios\n";
+      return std::nullopt;
+    }
+    path = fs::path(folder) / (nameOrPath + ".json");
+  }
+  std::ifstream file(path);
+  if (!file) {
+    err << "kestrin: no scenario named " << nameOrPath << " (looked for " << path.string() << ")\n";
+    return std::nullopt;
+  }
+  Scenario scenario;
+  try {
+    scenario = Scenario::fromJson(Json::parse(file));
+  } catch (const Json::exception& error) {
+    err << "kestrin: " << path.string() << " is not valid JSON: " << error.what() << "\n";
+    return std::nullopt;
+  } catch (const DecodingError& error) {
+    err << "kestrin: " << path.string() << ": " << error.what() << "\n";
+    return std::nullopt;
+  }
+  // The scenario's calendar file lies beside it.
+  if (scenario.calendar && fs::path(*scenario.calendar).is_relative()) {
+    scenario.calendar = (path.parent_path() / *scenario.calendar).string();
+  }
+  return scenario;
+}
+
 int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream& err) {
   if (!useLocale(options.locale, err)) return 2;
   const auto level = detailLevelFromRaw(options.level);
@@ -174,30 +199,9 @@ int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream&
     err << "kestrin: --tick is between 1 and 3600 seconds\n";
     return 2;
   }
-  const auto path = scenarioPath(options);
-  if (!path) {
-    err << "kestrin: cannot find the bundled scenarios\n";
-    return 1;
-  }
-  std::ifstream file(*path);
-  if (!file) {
-    err << "kestrin: no scenario named " << options.scenario << " (looked for " << path->string() << ")\n";
-    return 1;
-  }
-  Scenario scenario;
-  try {
-    scenario = Scenario::fromJson(Json::parse(file));
-  } catch (const Json::exception& error) {
-    err << "kestrin: " << path->string() << " is not valid JSON: " << error.what() << "\n";
-    return 1;
-  } catch (const DecodingError& error) {
-    err << "kestrin: " << path->string() << ": " << error.what() << "\n";
-    return 1;
-  }
-  // The scenario's calendar file lies beside it.
-  if (scenario.calendar && fs::path(*scenario.calendar).is_relative()) {
-    scenario.calendar = (path->parent_path() / *scenario.calendar).string();
-  }
+  const auto loaded = loadScenario(options.scenario, options.scenarioFolder, err);
+  if (!loaded) return 1;
+  const Scenario& scenario = *loaded;
   if (options.days && (*options.days < 1 || *options.days > 3660)) {
     err << "kestrin: --days is between 1 and 3660\n";
     return 2;

@@ -6,6 +6,8 @@
 // would have lived, then what the weeks left behind.
 #pragma once
 
+#include "app/simulation/Scenario.hpp"
+
 #include <iosfwd>
 #include <memory>
 #include <optional>
@@ -16,6 +18,12 @@ class App;
 }
 
 namespace kestrin::tool {
+
+// A scenario by name (one of the bundled ones in `folder`) or by path, read
+// and checked, its calendar file made absolute; absent with one line on
+// `err` naming the file and the problem.
+std::optional<app::simulation::Scenario> loadScenario(const std::string& nameOrPath, const std::string& folder,
+                                                      std::ostream& err);
 
 struct SimulateOptions {
   std::string scenario = "office-worker";

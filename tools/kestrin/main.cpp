@@ -12,13 +12,19 @@
 //   kestrin accessories          the batteries of the wireless mouse, keyboard and trackpad
 //   kestrin energy               which programs use the most power right now
 //   kestrin plans                what is coming: the next top-up, a trip, the pace on battery
+//   kestrin report               the health report as one HTML file with charts
+//   kestrin export               the history (health, habits, alerts) as CSV or JSON
+//   kestrin diagnostics          a report to paste into a support request
 #include "app/ReadingTable.hpp"
 #include "tools/kestrin/AccessoriesCommand.hpp"
 #include "tools/kestrin/AlertsCommand.hpp"
 #include "tools/kestrin/CompanionCommands.hpp"
 #include "tools/kestrin/DeparturesCommand.hpp"
+#include "tools/kestrin/DiagnosticsCommand.hpp"
+#include "tools/kestrin/ExportCommand.hpp"
 #include "tools/kestrin/HealthCommand.hpp"
 #include "tools/kestrin/LiveCommands.hpp"
+#include "tools/kestrin/ReportCommand.hpp"
 #include "tools/kestrin/ServiceCommands.hpp"
 #include "tools/kestrin/Resources.hpp"
 #include "tools/kestrin/SettingsCommand.hpp"
@@ -80,6 +86,9 @@ int main(int argc, char** argv) {
   const auto service = kestrin::tool::addServiceCommands(app);
   const auto accessories = kestrin::tool::addAccessoriesCommand(app);
   const auto companion = kestrin::tool::addCompanionCommands(app);
+  const auto report = kestrin::tool::addReportCommand(app);
+  const auto exportCommand = kestrin::tool::addExportCommand(app);
+  const auto diagnostics = kestrin::tool::addDiagnosticsCommand(app);
   CLI11_PARSE(app, argc, argv);
 
   const auto scenarios = kestrin::tool::scenarioFolder(argv[0]);
@@ -104,6 +113,9 @@ int main(int argc, char** argv) {
   if (health.chosen()) return health.run(std::cout, std::cerr);
   if (accessories.chosen()) return accessories.run(std::cout, std::cerr);
   if (companion.chosen()) return companion.run(std::cout, std::cerr);
+  if (report.chosen()) return report.run(std::cout, std::cerr);
+  if (exportCommand.chosen()) return exportCommand.run(std::cout, std::cerr);
+  if (diagnostics.chosen()) return diagnostics.run(std::cout, std::cerr);
   if (*alerts) return kestrin::tool::runAlertsCommand(alertsOptions, std::cout, std::cerr);
   if (*texts) return kestrin::tool::runTextsCommand(textsOptions, std::cout, std::cerr);
   std::cout << app.help();
