@@ -12,7 +12,7 @@ build-release: deps
 
 demo: build-release
 	@build/release/bin/kestrin demo
-	@echo
+	@printf '\nThe health report of these weeks, to open in a browser: '
 	@build/release/bin/kestrin report --simulate office-worker --out build/kestrin-report.html
 
 build-test:

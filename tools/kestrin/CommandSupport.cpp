@@ -1,5 +1,7 @@
 #include "tools/kestrin/CommandSupport.hpp"
 
+#include "BatteryCore/text/Formatting.hpp"
+
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
@@ -7,6 +9,7 @@
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <ostream>
@@ -51,6 +54,23 @@ std::optional<std::filesystem::path> stateFolderOrDefault(const std::string& giv
   }
   if (const auto home = environment("HOME")) return fs::path(*home) / ".local" / "state" / "kestrin" / "state";
   return std::nullopt;
+}
+
+std::optional<batterycore::Date> nowOption(const std::string& given, std::ostream& err) {
+  if (given.empty()) return std::chrono::time_point_cast<batterycore::Seconds>(std::chrono::system_clock::now());
+  const auto parsed = batterycore::parseIso8601(given);
+  if (!parsed) err << "kestrin: --now " << given << " is not an ISO 8601 date-time\n";
+  return parsed;
+}
+
+std::optional<batterycore::Calendar> calendarOption(const std::string& given, std::ostream& err) {
+  const std::string zone = given.empty() ? systemTimeZone() : given;
+  auto calendar = batterycore::Calendar::gregorian(zone, batterycore::Formatting::localeName());
+  if (!given.empty() && calendar.timeZone() != zone) {
+    err << "kestrin: " << zone << " is not a time zone\n";
+    return std::nullopt;
+  }
+  return calendar;
 }
 
 std::size_t displayWidth(std::string_view text) {

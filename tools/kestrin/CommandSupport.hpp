@@ -2,6 +2,9 @@
 // the system's time zone for commands that default to it.
 #pragma once
 
+#include "BatteryCore/foundation/Calendar.hpp"
+#include "BatteryCore/foundation/Date.hpp"
+
 #include <filesystem>
 #include <iosfwd>
 #include <optional>
@@ -22,6 +25,13 @@ std::string systemTimeZone();
 // $XDG_STATE_HOME/kestrin/state, else ~/.local/state/kestrin/state. Absent
 // when none of them is known.
 std::optional<std::filesystem::path> stateFolderOrDefault(const std::string& given);
+
+// The moment of --now: the system clock when `given` is empty; absent, with a
+// line on `err`, when it is not an ISO 8601 date-time.
+std::optional<batterycore::Date> nowOption(const std::string& given, std::ostream& err);
+// The calendar of --time-zone (the system's zone when `given` is empty) in
+// the current locale; absent, with a line on `err`, for a zone ICU does not know.
+std::optional<batterycore::Calendar> calendarOption(const std::string& given, std::ostream& err);
 
 // Columns on a terminal: East Asian wide and full-width characters take two.
 std::size_t displayWidth(std::string_view text);

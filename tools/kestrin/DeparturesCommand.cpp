@@ -68,22 +68,12 @@ DeparturesCommand addDeparturesCommand(CLI::App& app) {
 int runDepartures(const DeparturesOptions& options, std::ostream& out, std::ostream& err) {
   if (!useLocale(options.locale, err)) return 2;
 
-  Date now = std::chrono::time_point_cast<batterycore::Seconds>(std::chrono::system_clock::now());
-  if (!options.now.empty()) {
-    const auto parsed = batterycore::parseIso8601(options.now);
-    if (!parsed) {
-      err << "kestrin: --now " << options.now << " is not an ISO 8601 date-time\n";
-      return 2;
-    }
-    now = *parsed;
-  }
-
-  const std::string zone = options.timeZone.empty() ? systemTimeZone() : options.timeZone;
-  const Calendar calendar = Calendar::gregorian(zone, Formatting::localeName());
-  if (!options.timeZone.empty() && calendar.timeZone() != zone) {
-    err << "kestrin: " << zone << " is not a time zone\n";
-    return 2;
-  }
+  const auto moment = nowOption(options.now, err);
+  if (!moment) return 2;
+  const Date now = *moment;
+  const auto zoned = calendarOption(options.timeZone, err);
+  if (!zoned) return 2;
+  const Calendar& calendar = *zoned;
 
   const auto ledger = readLedger(options.ledger, err);
   if (!ledger) return 1;

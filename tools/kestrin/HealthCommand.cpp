@@ -48,23 +48,12 @@ struct Setting {
 
 std::optional<Setting> readSetting(const HealthOptions& options, std::ostream& err) {
   if (!useLocale(options.locale, err)) return std::nullopt;
-  Date now = std::chrono::time_point_cast<batterycore::Seconds>(std::chrono::system_clock::now());
-  if (!options.now.empty()) {
-    const auto parsed = batterycore::parseIso8601(options.now);
-    if (!parsed) {
-      err << "kestrin: --now " << options.now << " is not an ISO 8601 date-time\n";
-      return std::nullopt;
-    }
-    now = *parsed;
-  }
-  const std::string zone = options.timeZone.empty() ? systemTimeZone() : options.timeZone;
-  Calendar calendar = Calendar::gregorian(zone, Formatting::localeName());
-  if (!options.timeZone.empty() && calendar.timeZone() != zone) {
-    err << "kestrin: " << zone << " is not a time zone\n";
-    return std::nullopt;
-  }
+  const auto now = nowOption(options.now, err);
+  if (!now) return std::nullopt;
+  auto calendar = calendarOption(options.timeZone, err);
+  if (!calendar) return std::nullopt;
   const auto level = batterycore::detailLevelFromRaw(options.level).value_or(DetailLevel::simple);
-  return Setting{now, std::move(calendar), level};
+  return Setting{*now, std::move(*calendar), level};
 }
 
 std::optional<Json> readJson(const std::string& path, std::ostream& err) {

@@ -124,15 +124,9 @@ std::string renderLine(const std::optional<WidgetSnapshot>& snapshot, batterycor
 }
 
 int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err) {
-  batterycore::Date now = widget::SystemClock().now();
-  if (!options.now.empty()) {
-    const auto parsed = batterycore::parseIso8601(options.now);
-    if (!parsed) {
-      err << "kestrin: --now " << options.now << " is not an ISO 8601 date-time\n";
-      return 2;
-    }
-    now = *parsed;
-  }
+  const auto moment = nowOption(options.now, err);
+  if (!moment) return 2;
+  const batterycore::Date now = *moment;
   const auto snapshot = WidgetSnapshot::load();
   const auto folder = stateFolderOrDefault(options.stateFolder);
   const auto timeLeft = folder ? timeLeftFromStates(*folder, now) : std::nullopt;
