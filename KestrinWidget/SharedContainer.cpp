@@ -1,9 +1,12 @@
 #include "KestrinWidget/SharedContainer.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <string>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -34,6 +37,51 @@ void syncFolder(const std::filesystem::path& folder) {
 
 }  // namespace
 
+OwnFile readOwnFile(const std::filesystem::path& path, std::size_t maxBytes) {
+  OwnFile file;
+  // O_NONBLOCK: a FIFO planted at the path must not stall the reader.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) {
+    if (errno == ELOOP) file.refused = "is a symbolic link";
+    return file;
+  }
+  struct stat status {};
+  if (::fstat(fd, &status) != 0) {
+    file.refused = "cannot be examined";
+  } else if (!S_ISREG(status.st_mode)) {
+    file.refused = "is not a regular file";
+  } else if (status.st_uid != ::geteuid()) {
+    file.refused = "is owned by another user";
+  } else if ((status.st_mode & S_IWOTH) != 0) {
+    file.refused = "is writable by others";
+  } else if (static_cast<std::uintmax_t>(status.st_size) > maxBytes) {
+    file.refused = "is larger than " + std::to_string(maxBytes / 1024) + " KB";
+  } else {
+    std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+    std::size_t got = 0;
+    while (got < bytes.size()) {
+      const auto n = ::read(fd, bytes.data() + got, bytes.size() - got);
+      if (n < 0 && errno == EINTR) continue;
+      if (n <= 0) break;
+      got += static_cast<std::size_t>(n);
+    }
+    bytes.resize(got);
+    file.bytes = std::move(bytes);
+  }
+  ::close(fd);
+  return file;
+}
+
+bool createPrivateFolders(const std::filesystem::path& folder) {
+  if (folder.empty()) return true;
+  std::error_code error;
+  if (std::filesystem::is_directory(folder, error)) return true;
+  if (folder.has_parent_path() && folder.parent_path() != folder && !createPrivateFolders(folder.parent_path())) {
+    return false;
+  }
+  return ::mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST;
+}
+
 std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) return std::nullopt;
@@ -44,9 +92,7 @@ std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
 
 bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, bool durable) {
   const auto folder = path.parent_path();
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (error) return false;
+  if (!createPrivateFolders(folder)) return false;
 
   // A leading dot keeps the temporary out of the way of anyone listing keys.
   std::string temporary = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
@@ -55,7 +101,9 @@ bool writeFileAtomically(const std::filesystem::path& path, std::string_view byt
   const bool written = writeAll(fd, bytes) && (!durable || ::fsync(fd) == 0);
   const bool closed = ::close(fd) == 0;
   if (!written || !closed || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    const int error = errno;  // the caller reports why
     ::unlink(temporary.c_str());
+    errno = error;
     return false;
   }
   if (durable) syncFolder(folder);

@@ -9,6 +9,7 @@
 // nothing in it.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -35,6 +36,23 @@ class FolderContainer final : public SharedContainer {
 
 // The whole file, or absent when it cannot be read.
 std::optional<std::string> readWholeFile(const std::filesystem::path& path);
+
+// A file that another user could have planted or changed is not read: it
+// must be a regular file (not a symbolic link), owned by this user, not
+// writable by others, and no larger than `maxBytes`.
+//   readOwnFile(group / "Preferences" / "request.chargeFull")
+//   .bytes     the file's bytes; absent when missing or refused
+//   .refused   why it was refused ("is a symbolic link"); empty otherwise
+struct OwnFile {
+  std::optional<std::string> bytes;
+  std::string refused;
+};
+inline constexpr std::size_t kMaxOwnFileBytes = 64 * 1024;
+OwnFile readOwnFile(const std::filesystem::path& path, std::size_t maxBytes = kMaxOwnFileBytes);
+
+// Creates `folder` and any missing parent with mode 0700: what Kestrin keeps
+// is nobody else's to read. False when it cannot.
+bool createPrivateFolders(const std::filesystem::path& folder);
 
 // Replaces `path` so that a reader sees either the old or the new bytes, never
 // a mix: a temporary file in the same folder is written, flushed to disk and

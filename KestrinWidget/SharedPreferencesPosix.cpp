@@ -1,6 +1,7 @@
 #include "KestrinWidget/SharedPreferencesPosix.hpp"
 
 #include "BatteryCore/foundation/Json.hpp"
+#include "KestrinWidget/Log.hpp"
 #include "KestrinWidget/SharedContainer.hpp"
 
 #include <cstdint>
@@ -12,8 +13,9 @@ using batterycore::Json;
 
 std::string encodePreferenceDictionary(const PreferenceDictionary& dictionary) {
   Json object = Json::object();
-  for (const auto& [key, value] : dictionary) {
-    std::visit([&object, &key](const auto& v) { object[key] = v; }, value);
+  for (const auto& entry : dictionary) {
+    const std::string& key = entry.first;
+    std::visit([&object, &key](const auto& v) { object[key] = v; }, entry.second);
   }
   return object.dump();
 }
@@ -52,7 +54,11 @@ std::optional<std::filesystem::path> FileSharedPreferences::fileFor(std::string_
 std::optional<std::string> FileSharedPreferences::data(std::string_view key) const {
   const auto file = fileFor(key);
   if (!file) return std::nullopt;
-  return readWholeFile(*file);
+  auto own = readOwnFile(*file);
+  if (!own.refused.empty() && reported_.insert(file->string() + own.refused).second) {
+    logNote("ignored " + file->string() + ": it " + own.refused);
+  }
+  return std::move(own.bytes);
 }
 
 bool FileSharedPreferences::setData(std::string_view key, std::string_view bytes) {

@@ -14,6 +14,8 @@
 #include "KestrinWidget/SharedPreferences.hpp"
 
 #include <filesystem>
+#include <set>
+#include <string>
 
 namespace kestrin::widget {
 
@@ -33,6 +35,9 @@ class FileSharedPreferences final : public SharedPreferences {
   std::optional<std::filesystem::path> fileFor(std::string_view key) const;
 
   std::filesystem::path folder_;
+  // Files refused (not this user's, writable by others, a link, too large),
+  // each logged once.
+  mutable std::set<std::string> reported_;
 };
 
 // The dictionary as the JSON object FileSharedPreferences stores, and back;

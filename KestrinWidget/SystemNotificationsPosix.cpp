@@ -1,5 +1,7 @@
 #include "KestrinWidget/SystemNotificationsPosix.hpp"
 
+#include "KestrinWidget/SharedContainer.hpp"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -139,9 +141,7 @@ void SocketNotifications::post(std::string_view name) {
 }
 
 std::unique_ptr<NotificationListener> SocketNotifications::listen(std::string_view name) {
-  std::error_code error;
-  std::filesystem::create_directories(folder_, error);
-  if (error) return nullptr;
+  if (!createPrivateFolders(folder_)) return nullptr;
   const auto address = SocketAddress::of(folder_, name);
   if (!address) return nullptr;
 

@@ -10,6 +10,7 @@
 #include "BatteryCore/text/MeaningHealth.hpp"
 #include "BatteryCore/text/MeaningSituation.hpp"
 #include "KestrinWidget/ControlResponder.hpp"
+#include "app/MonitorRecords.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -25,54 +26,42 @@ constexpr std::size_t kAlertsKept = 200;
 constexpr std::size_t kHealthSamplesKept = 1000;
 constexpr Seconds kFlushEvery = std::chrono::minutes{10};
 
-template <class T>
-Json encodeOptional(const std::optional<T>& value) {
-  return value ? encode(*value) : Json(nullptr);
+// The high-charge ledger lives in two files: "highCharge" holds the closed
+// days and is written when a day closes, "highChargeToday" the newest day,
+// written with the other per-tick states. A year of ledger is then written
+// once a day instead of every ten minutes.
+HighChargeLedger closedDays(const HighChargeLedger& ledger) {
+  HighChargeLedger closed;
+  if (!ledger.days.empty()) closed.days.assign(ledger.days.begin(), ledger.days.end() - 1);
+  return closed;
 }
 
-template <class T>
-std::optional<T> decodeOptional(const Json& json) {
-  if (json.is_null()) return std::nullopt;
-  return decode<T>(json);
+HighChargeLedger newestDay(const HighChargeLedger& ledger) {
+  HighChargeLedger newest;
+  if (!ledger.days.empty()) newest.days.push_back(ledger.days.back());
+  return newest;
 }
 
-// The monitor's own small record: the last reading and when it was taken.
-struct TickRecord {
-  std::optional<BatterySnapshot> last;
-  std::optional<Date> lastTick;
-  std::optional<Date> lastOwnChangeAt;
-  std::optional<HeatRule::Last> lastHot;
-  std::optional<widget::WidgetSnapshot> widget;
-  std::optional<Date> widgetWrittenAt;
+bool sameClosedDays(const HighChargeLedger& a, const HighChargeLedger& b) {
+  if (a.days.size() != b.days.size() || a.days.empty()) return a.days.size() == b.days.size();
+  return std::equal(a.days.begin(), a.days.end() - 1, b.days.begin());
+}
 
-  Json toJson() const {
-    Json json = Json::object();
-    putIfPresent(json, "last", last);
-    putIfPresent(json, "lastTick", lastTick);
-    putIfPresent(json, "lastOwnChangeAt", lastOwnChangeAt);
-    putIfPresent(json, "lastHot", lastHot);
-    putIfPresent(json, "widget", widget);
-    putIfPresent(json, "widgetWrittenAt", widgetWrittenAt);
-    return json;
+// The closed days with the newest day put back. The closed file is written
+// before the newest day's, so after a crash between the two the newest file
+// may still hold an earlier state of a day the closed file has: the record
+// that sampled more wins.
+HighChargeLedger joinedLedger(HighChargeLedger closed, const HighChargeLedger& newest) {
+  for (const auto& day : newest.days) {
+    if (!closed.days.empty() && closed.days.back().day == day.day) {
+      if (day.minutesSampled > closed.days.back().minutesSampled) closed.days.back() = day;
+    } else if (closed.days.empty() || closed.days.back().day < day.day) {
+      closed.days.push_back(day);
+      if (closed.days.size() > HighChargeLedger::keepDays) closed.days.erase(closed.days.begin());
+    }
   }
-  static TickRecord fromJson(const Json& json) {
-    return {optional<BatterySnapshot>(json, "last"),           optional<Date>(json, "lastTick"),
-            optional<Date>(json, "lastOwnChangeAt"),           optional<HeatRule::Last>(json, "lastHot"),
-            optional<widget::WidgetSnapshot>(json, "widget"), optional<Date>(json, "widgetWrittenAt")};
-  }
-};
-
-struct OptionalSession {
-  std::optional<FullChargeSession> session;
-  Json toJson() const { return encodeOptional(session); }
-  static OptionalSession fromJson(const Json& json) { return {decodeOptional<FullChargeSession>(json)}; }
-};
-
-struct OptionalMilestone {
-  std::optional<HealthMilestone> milestone;
-  Json toJson() const { return encodeOptional(milestone); }
-  static OptionalMilestone fromJson(const Json& json) { return {decodeOptional<HealthMilestone>(json)}; }
-};
+  return closed;
+}
 
 }  // namespace
 
@@ -81,6 +70,11 @@ Monitor::Monitor(BatterySource& source, LimitController& limit, Calendar calenda
 
 Monitor::Monitor(BatterySource& source, LimitController& limit, Calendar calendar, Hooks hooks)
     : source_(source), limit_(limit), calendar_(std::move(calendar)), hooks_(std::move(hooks)) {}
+
+void Monitor::setCalendar(Calendar calendar) {
+  calendar_ = std::move(calendar);
+  departureDay_.clear();  // the next departure is worked out again in the new zone
+}
 
 void Monitor::raise(TickReport& report, BatteryAlert alert) {
   report.raised.push_back(std::move(alert));
@@ -322,6 +316,10 @@ widget::WidgetSnapshot Monitor::widgetSnapshot(const BatterySnapshot& s, const A
 void Monitor::writeWidgetIfDue(TickReport& report, const BatterySnapshot& s, const Attention& attention, Date now) {
   // Wording the snapshot costs more than the rest of the tick: do it only
   // when a write could be due (mood or limit changed, or the throttle passed).
+  // A clock set back behind the last write: its time no longer tells how
+  // long ago that was, so the widget is written as if for the first time
+  // rather than held back until the clock catches up.
+  if (state_.widgetWrittenAt && now < *state_.widgetWrittenAt) state_.widgetWrittenAt.reset();
   const auto& last = state_.widget;
   const bool moodOrLimitChanged =
       !last || last->mood != attention.widgetTone() || last->limit != s.limit.active();
@@ -414,7 +412,8 @@ MonitorState Monitor::readState(StateStore& store) {
   state.departures = store.load<DepartureLedger>("departures", DepartureLedger{});
   state.smartTopUp = store.load<SmartTopUp>("smartTopUp", SmartTopUp{});
   state.trips = store.load<CalendarTrigger>("calendarTrigger", CalendarTrigger{});
-  state.highCharge = store.load<HighChargeLedger>("highCharge", HighChargeLedger{});
+  state.highCharge = joinedLedger(store.load<HighChargeLedger>("highCharge", HighChargeLedger{}),
+                                  store.load<HighChargeLedger>("highChargeToday", HighChargeLedger{}));
   state.health = store.load<std::vector<HealthTrend::Sample>>("health", {});
   state.milestone = store.load<OptionalMilestone>("milestone", OptionalMilestone{}).milestone;
   state.weakCharger = store.load<WeakChargerRule>("weakCharger", WeakChargerRule{});
@@ -440,7 +439,9 @@ void Monitor::reloadSettings(StateStore& store) {
   savedSettings_ = settings_;
 }
 
-void Monitor::save(StateStore& store, Date now, bool all) {
+bool Monitor::flushDue(Date now) const { return !saved_ || !flushedAt_ || now - *flushedAt_ >= kFlushEvery; }
+
+bool Monitor::save(StateStore& store, Date now, bool all) {
   const bool first = !saved_;
   const MonitorState& before = first ? state_ : *saved_;
   const bool everything = all;  // at shutdown: every state, changed or not
@@ -459,19 +460,28 @@ void Monitor::save(StateStore& store, Date now, bool all) {
   if (changed(&MonitorState::milestone)) store.save("milestone", OptionalMilestone{state_.milestone});
   if (changed(&MonitorState::weekly)) store.save("weekly", state_.weekly);
   if (changed(&MonitorState::drain)) store.save("drain", state_.drain);
-  if (changed(&MonitorState::accessories)) store.save("accessories", state_.accessories);
   if (changed(&MonitorState::policy)) store.save("alertPolicy", state_.policy);
   if (changed(&MonitorState::alerts)) store.save("alerts", state_.alerts);
-  if (changed(&MonitorState::lastOwnChangeAt) || changed(&MonitorState::lastHot)) all = true;
+  // An alert goes out with every state that led to it, so that a restart
+  // right after it neither loses nor repeats it.
+  if (changed(&MonitorState::lastOwnChangeAt) || changed(&MonitorState::lastHot) ||
+      changed(&MonitorState::alerts)) {
+    all = true;
+  }
 
   // These change on every tick: at most every ten minutes, or when asked.
-  const bool due = all || first || !flushedAt_ || now - *flushedAt_ >= kFlushEvery;
+  const bool due = all || first || flushDue(now);
   if (due) {
     store.save("monitor", TickRecord{state_.last, state_.lastTick, state_.lastOwnChangeAt, state_.lastHot,
                                      state_.widget, state_.widgetWrittenAt});
-    store.save("highCharge", state_.highCharge);
+    if (everything || first || !sameClosedDays(state_.highCharge, before.highCharge)) {
+      store.save("highCharge", closedDays(state_.highCharge));
+    }
+    store.save("highChargeToday", newestDay(state_.highCharge));
     store.save("chargers", state_.chargers);
     store.save("weakCharger", state_.weakCharger);
+    // The accessories' last levels move with every reading.
+    store.save("accessories", state_.accessories);
     flushedAt_ = now;
     saved_ = state_;
   } else {
@@ -482,11 +492,13 @@ void Monitor::save(StateStore& store, Date now, bool all) {
     next.highCharge = saved_->highCharge;
     next.chargers = saved_->chargers;
     next.weakCharger = saved_->weakCharger;
+    next.accessories = saved_->accessories;
     next.widget = saved_->widget;
     next.widgetWrittenAt = saved_->widgetWrittenAt;
     saved_ = std::move(next);
   }
   savedSettings_ = settings_;
+  return due;
 }
 
 }  // namespace kestrin::app

@@ -139,6 +139,9 @@ class Monitor {
   const Settings& settings() const { return settings_; }
   const MonitorState& state() const { return state_; }
   const batterycore::Calendar& calendar() const { return calendar_; }
+  // Days from the next tick on follow this calendar (the system's time zone
+  // changed); what was booked stays under the day keys it was booked under.
+  void setCalendar(batterycore::Calendar calendar);
 
   // Reads every state from the store (damaged files are moved aside there).
   void load(StateStore& store);
@@ -149,7 +152,10 @@ class Monitor {
   // Writes what changed. The states that change on every tick (the last
   // reading, time above 80%) go at most every ten minutes. With `all` (at
   // shutdown) every state is written, so the folder holds all of them.
-  void save(StateStore& store, batterycore::Date now, bool all = false);
+  // True when the per-tick states were written this time.
+  bool save(StateStore& store, batterycore::Date now, bool all = false);
+  // Whether the next save at `now` writes the per-tick states.
+  bool flushDue(batterycore::Date now) const;
 
  private:
   void raise(TickReport& report, batterycore::BatteryAlert alert);

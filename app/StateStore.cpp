@@ -31,10 +31,12 @@ std::string timestampForFileName() {
 
 }  // namespace
 
-StateStore::StateStore(fs::path folder, Reporter report, bool durable)
-    : folder_(std::move(folder)), report_(std::move(report)), durable_(durable) {
+StateStore::StateStore(fs::path folder, Reporter report, bool durable, WhenUnwritable whenUnwritable)
+    : folder_(std::move(folder)), report_(std::move(report)), durable_(durable), whenUnwritable_(whenUnwritable) {
   if (!report_) report_ = [](const std::string& line) { std::cerr << "kestrin: " << line << "\n"; };
-  fs::create_directories(folder_);
+  if (!widget::createPrivateFolders(folder_)) {
+    throw std::system_error(errno, std::generic_category(), "creating " + folder_.string());
+  }
 }
 
 fs::path StateStore::pathOf(std::string_view name) const { return folder_ / (std::string(name) + ".json"); }
@@ -54,14 +56,43 @@ std::optional<batterycore::Json> StateStore::loadJson(std::string_view name) {
 
 bool StateStore::saveJson(std::string_view name, const batterycore::Json& json) {
   if (blocked_.contains(name)) return false;
+  retryUnwritten();
   std::string text = json.dump(2);
   text += '\n';
   const auto previous = written_.find(name);
-  if (previous != written_.end() && previous->second == text) return false;
-  if (!widget::writeFileAtomically(pathOf(name), text, durable_)) {
-    throw std::system_error(errno, std::generic_category(), "writing " + pathOf(name).string());
+  if (previous != written_.end() && previous->second == text) {
+    if (const auto waiting = unwritten_.find(name); waiting != unwritten_.end()) unwritten_.erase(waiting);
+    return false;
   }
-  written_.insert_or_assign(std::string(name), std::move(text));
+  return write(std::string(name), std::move(text));
+}
+
+bool StateStore::write(const std::string& name, std::string text) {
+  if (!widget::writeFileAtomically(pathOf(name), text, durable_)) {
+    const int error = errno;
+    if (whenUnwritable_ == WhenUnwritable::fail) {
+      throw std::system_error(error, std::generic_category(), "writing " + pathOf(name).string());
+    }
+    if (unwritten_.empty()) {
+      report_("cannot write " + pathOf(name).string() + " (" + std::generic_category().message(error) +
+              "); keeping the states in memory and writing them again when it can");
+    }
+    unwritten_.insert_or_assign(name, std::move(text));
+    return false;
+  }
+  bytesWritten_ += text.size();
+  if (const auto waiting = unwritten_.find(name); waiting != unwritten_.end()) unwritten_.erase(waiting);
+  written_.insert_or_assign(name, std::move(text));
+  return true;
+}
+
+bool StateStore::retryUnwritten() {
+  if (unwritten_.empty()) return true;
+  const auto waiting = unwritten_;
+  for (const auto& [name, text] : waiting) {
+    if (!write(name, text)) return false;
+  }
+  report_("wrote the states kept in memory to " + folder_.string() + " again");
   return true;
 }
 

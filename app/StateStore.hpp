@@ -15,6 +15,7 @@
 
 #include "BatteryCore/foundation/Json.hpp"
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -29,9 +30,17 @@ class StateStore {
  public:
   using Reporter = std::function<void(const std::string&)>;
 
-  // Creates the folder when missing. `report` receives one line per damaged
-  // file (standard error by default).
-  explicit StateStore(std::filesystem::path folder, Reporter report = {}, bool durable = true);
+  // What a write that fails does (no space left, a read-only folder, a file
+  // size limit). Either way the file on disk stays as it was.
+  //   fail          throws std::system_error naming the file (the commands)
+  //   keepInMemory  reports once, keeps the newer state and writes it again
+  //                 with the next save that works (the service)
+  enum class WhenUnwritable { fail, keepInMemory };
+
+  // Creates the folder (0700) when missing. `report` receives one line per
+  // damaged file and per unwritable spell (standard error by default).
+  explicit StateStore(std::filesystem::path folder, Reporter report = {}, bool durable = true,
+                      WhenUnwritable whenUnwritable = WhenUnwritable::fail);
 
   const std::filesystem::path& folder() const { return folder_; }
   std::filesystem::path pathOf(std::string_view name) const;
@@ -63,13 +72,25 @@ class StateStore {
     return saveJson(name, batterycore::encode(value));
   }
 
+  // Writes again what could not be written before; true when nothing is
+  // left waiting. Every save calls it first.
+  bool retryUnwritten();
+  bool hasUnwritten() const { return !unwritten_.empty(); }
+
+  // Bytes written by this store so far, every file counted whole.
+  std::uintmax_t bytesWritten() const { return bytesWritten_; }
+
  private:
+  bool write(const std::string& name, std::string text);
   void remember(std::string_view name, const batterycore::Json& json);
   void quarantine(std::string_view name, const std::string& why);
 
   std::filesystem::path folder_;
   Reporter report_;
   bool durable_;
+  WhenUnwritable whenUnwritable_;
+  std::map<std::string, std::string, std::less<>> unwritten_;  // name -> text still to write
+  std::uintmax_t bytesWritten_ = 0;
   std::map<std::string, std::string, std::less<>> written_;
   std::set<std::string, std::less<>> blocked_;
 };

@@ -77,10 +77,29 @@ void Watch::note(const std::string& line) const {
   if (options_.note) options_.note(line);
 }
 
+void Watch::followTimeZone() {
+  if (!options_.timeZone) return;
+  const std::string zone = options_.timeZone();
+  if (zone.empty() || zone == zoneSeen_) return;
+  zoneSeen_ = zone;
+  const auto& calendar = monitor_.calendar();
+  if (zone == calendar.timeZone()) return;
+  auto next = batterycore::Calendar::gregorian(zone, calendar.locale(), calendar.firstWeekday());
+  if (next.timeZone() != zone) {
+    note("the system's time zone " + zone + " is unknown here; days stay in " + calendar.timeZone());
+    return;
+  }
+  note("the time zone changed from " + calendar.timeZone() + " to " + zone + "; days follow " + zone + " from now on");
+  monitor_.setCalendar(std::move(next));
+}
+
 TickReport Watch::tick(Date now) {
+  followTimeZone();
   // A gap far longer than the interval: the machine slept, or the service
   // was not running. Either way readings come in a burst now.
   if (lastTick_ && now - *lastTick_ > 2 * interval()) wokeAt_ = now;
+  // The clock was set back behind the last wake: that wake is over.
+  if (wokeAt_ && now < *wokeAt_) wokeAt_.reset();
   // The person may have changed a setting since.
   monitor_.reloadSettings(store_);
   auto report = monitor_.tick(now, wokeAt_);
@@ -157,7 +176,7 @@ void Watch::run(const volatile std::sig_atomic_t& stop) {
       continue;
     }
     // The wall clock was set back: never wait longer than one interval.
-    if (next - now > options_.interval) next = now + interval();
+    if (next - now > interval()) next = now + interval();
     if (waitFor(next - now) && stop == 0) tick(options_.clock());
   }
   monitor_.save(store_, options_.clock(), true);

@@ -14,7 +14,13 @@
 // than twice the interval, the machine was asleep (or the service stopped),
 // and the alert policy is told it just woke, so the burst of readings after a
 // wake settles before anything is posted. A wall clock set back is taken as it
-// is: the next tick is never more than one interval away.
+// is: the next tick is never more than one interval away, the interval across
+// the jump books nothing, the next one books from the new time, and a wake
+// that now lies in the future no longer holds anything back.
+//
+// The days follow the system's time zone: when `timeZone` names another zone
+// than the monitor's calendar, the monitor gets a calendar in that zone (same
+// locale and first weekday) before the next tick, and the log says so once.
 #pragma once
 
 #include "BatteryCore/foundation/Date.hpp"
@@ -61,6 +67,9 @@ struct WatchOptions {
   std::function<void(const std::vector<batterycore::BatteryAlert>&)> show;
   // Called after every tick with what it did (metrics); none: nothing.
   std::function<void(const TickReport&, batterycore::Date)> ticked;
+  // The system's time zone now (an IANA name), asked once per tick; none or
+  // empty: the monitor's calendar stays as it is.
+  std::function<std::string()> timeZone;
 };
 
 // Hooks for a monitor that writes its widget snapshot into `group` and
@@ -95,6 +104,8 @@ class Watch {
   batterycore::Seconds interval() const;
   // Waits for the next tick, the wake-up call or a source; true: tick now.
   bool waitFor(batterycore::Seconds timeout);
+  // Gives the monitor a calendar in the system's zone when that changed.
+  void followTimeZone();
 
   Monitor& monitor_;
   StateStore& store_;
@@ -104,6 +115,7 @@ class Watch {
   std::optional<batterycore::Date> lastTick_;
   std::optional<batterycore::Date> wokeAt_;
   bool unreadable_ = false;  // the battery could not be read at the last tick
+  std::string zoneSeen_;     // the zone `timeZone` gave last
 };
 
 }  // namespace kestrin::app

@@ -1,5 +1,6 @@
 #include "BatteryCore/foundation/Calendar.hpp"
 
+#include <cmath>
 #include <unicode/calendar.h>
 #include <unicode/gregocal.h>
 #include <unicode/timezone.h>
@@ -89,7 +90,51 @@ Calendar::Calendar(Calendar&&) noexcept = default;
 Calendar& Calendar::operator=(Calendar&&) noexcept = default;
 Calendar::~Calendar() = default;
 
+const Calendar::Day* Calendar::cachedDay(Date date) const {
+  for (const auto& day : days_) {
+    if (day && date >= day->start && date < day->end) return &*day;
+  }
+  return nullptr;
+}
+
+const Calendar::Day& Calendar::day(Date date) const {
+  if (const Day* cached = cachedDay(date)) return *cached;
+  UErrorCode status = U_ZERO_ERROR;
+  calendar_->setTime(toUDate(date), status);
+  Day day{};
+  day.fields.year = get(*calendar_, UCAL_EXTENDED_YEAR);
+  day.fields.month = get(*calendar_, UCAL_MONTH) + 1;
+  day.fields.day = get(*calendar_, UCAL_DATE);
+  day.fields.weekday = get(*calendar_, UCAL_DAY_OF_WEEK);
+  calendar_->clear();
+  calendar_->set(day.fields.year, day.fields.month - 1, day.fields.day, 0, 0, 0);
+  day.start = fromUDate(currentTime(*calendar_));
+  calendar_->clear();
+  calendar_->set(day.fields.year, day.fields.month - 1, day.fields.day + 1, 0, 0, 0);
+  day.end = fromUDate(currentTime(*calendar_));
+  std::snprintf(day.key, sizeof day.key, "%04d-%02d-%02d", day.fields.year, day.fields.month, day.fields.day);
+  // A moment ICU puts before its own day's start (not seen, but cheap to
+  // rule out) is not cached.
+  if (!(date >= day.start && date < day.end)) {
+    auto& slot = days_[days_.size() - 1];
+    slot = day;
+    return *slot;
+  }
+  auto& slot = days_[nextDay_];
+  nextDay_ = (nextDay_ + 1) % days_.size();
+  slot = day;
+  return *slot;
+}
+
 DateComponents Calendar::components(Date date) const {
+  if (const Day* cached = cachedDay(date); cached && cached->plain()) {
+    const auto seconds = static_cast<int>(std::floor((date - cached->start).count()));
+    DateComponents parts = cached->fields;
+    parts.hour = seconds / 3600;
+    parts.minute = seconds / 60 % 60;
+    parts.second = seconds % 60;
+    return parts;
+  }
   UErrorCode status = U_ZERO_ERROR;
   calendar_->setTime(toUDate(date), status);
   DateComponents parts;
@@ -104,17 +149,41 @@ DateComponents Calendar::components(Date date) const {
 }
 
 Date Calendar::startOfDay(Date date) const {
-  return onSameDay(date, 0, 0);
+  return day(date).start;
 }
 
-Date Calendar::onSameDay(Date day, int hour, int minute) const {
-  const DateComponents parts = components(day);
+Date Calendar::onSameDay(Date date, int hour, int minute) const {
+  const Day& known = day(date);
+  if (known.plain() && hour >= 0 && hour < 24 && minute >= 0 && minute < 60) {
+    return known.start + Seconds{hour * 3600 + minute * 60};
+  }
+  const DateComponents& parts = known.fields;
   calendar_->clear();
   calendar_->set(parts.year, parts.month - 1, parts.day, hour, minute, 0);
   return fromUDate(currentTime(*calendar_));
 }
 
 Date Calendar::addingDays(Date date, int days) const {
+  if (days == 0) return date;
+  // Whole days from a day start land on a day start, found from the cache
+  // when the days in between are known.
+  if (const Day* from = cachedDay(date); from && date == from->start) {
+    Date at = from->start;
+    int left = days;
+    while (left > 0) {
+      const Day* known = cachedDay(at);
+      if (!known) break;
+      at = known->end;
+      --left;
+    }
+    while (left < 0) {
+      const Day* before = cachedDay(at - Seconds{1});
+      if (!before) break;
+      at = before->start;
+      ++left;
+    }
+    if (left == 0) return at;
+  }
   UErrorCode status = U_ZERO_ERROR;
   calendar_->setTime(toUDate(date), status);
   calendar_->add(UCAL_DATE, days, status);
@@ -147,6 +216,15 @@ std::optional<Date> Calendar::date(int year, int month, int day, int hour, int m
 }
 
 int Calendar::daysBetween(Date from, Date to) const {
+  // The difference of the two dates on the (proleptic Gregorian) calendar.
+  using namespace std::chrono;
+  const auto civil = [](const DateComponents& f) {
+    return sys_days{year_month_day{std::chrono::year{f.year}, std::chrono::month{static_cast<unsigned>(f.month)},
+                                   std::chrono::day{static_cast<unsigned>(f.day)}}};
+  };
+  const DateComponents a = day(from).fields;
+  const DateComponents b = day(to).fields;
+  if (a.year > 1582 && b.year > 1582) return static_cast<int>((civil(b) - civil(a)).count());
   const Date start = startOfDay(from);
   const Date end = startOfDay(to);
   UErrorCode status = U_ZERO_ERROR;
@@ -155,12 +233,7 @@ int Calendar::daysBetween(Date from, Date to) const {
   return U_SUCCESS(status) ? days : 0;
 }
 
-std::string Calendar::dayKey(Date date) const {
-  const DateComponents parts = components(date);
-  char buffer[32];
-  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", parts.year, parts.month, parts.day);
-  return buffer;
-}
+std::string Calendar::dayKey(Date date) const { return day(date).key; }
 
 std::optional<Date> Calendar::startOfDay(std::string_view dayKey) const {
   const auto fields = parseDayKey(dayKey);

@@ -18,6 +18,8 @@
 #include "BatteryCore/foundation/Date.hpp"
 
 #include <memory>
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -88,10 +90,27 @@ class Calendar {
  private:
   Calendar(std::string timeZone, std::string locale, int firstWeekday,
            std::unique_ptr<icu::Calendar> calendar);
+
+  // The rules ask about the same few days on every tick: the days asked
+  // about last are kept with their bounds, so that most questions need no
+  // ICU call. A day of exactly 24 hours (no clock change) also answers for
+  // the wall-clock times within it.
+  struct Day {
+    Date start;
+    Date end;  // the next day's start
+    DateComponents fields;  // of the start; hour, minute, second 0
+    char key[11];
+    bool plain() const { return end - start == Seconds{86400}; }
+  };
+  const Day* cachedDay(Date date) const;
+  const Day& day(Date date) const;
+
   std::string timeZone_;
   std::string locale_;
   int firstWeekday_;
   std::unique_ptr<icu::Calendar> calendar_;
+  mutable std::array<std::optional<Day>, 16> days_;
+  mutable std::size_t nextDay_ = 0;
 };
 
 // Parses a day key "yyyy-MM-dd" into its fields; absent when malformed.

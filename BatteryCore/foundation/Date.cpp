@@ -1,11 +1,13 @@
 #include "BatteryCore/foundation/Date.hpp"
 
+#include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 #include <unicode/unistr.h>
 
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <memory>
 
 namespace batterycore {
@@ -55,11 +57,24 @@ struct Iso8601Parsers {
       if (U_SUCCESS(status)) {
         format->adoptTimeZone(icu::TimeZone::createTimeZone("UTC"));
         format->setLenient(false);
-        formats[i] = std::move(format);
+        // Gregorian all the way back, as toIso8601 writes: ICU's calendar
+        // switches to the Julian one before October 1582, so "1013-05-15"
+        // would read as another day than the one written.
+        std::unique_ptr<icu::Calendar> calendar(format->getCalendar()->clone());
+        if (auto* gregorian = dynamic_cast<icu::GregorianCalendar*>(calendar.get())) {
+          gregorian->setGregorianChange(-std::numeric_limits<double>::max(), status);
+          format->adoptCalendar(calendar.release());
+        }
+        if (U_SUCCESS(status)) formats[i] = std::move(format);
       }
     }
   }
 };
+
+// The moments toIso8601 writes with a four-digit year, which is all this
+// parser reads back: 0001-01-01T00:00:00Z to 9999-12-31T23:59:59.999Z.
+constexpr double kEarliestMillis = -62135596800000.0;
+constexpr double kLatestMillis = 253402300799999.0;
 
 std::optional<Date> parseWith(const icu::SimpleDateFormat* format, const icu::UnicodeString& text) {
   if (format == nullptr) {
@@ -68,6 +83,9 @@ std::optional<Date> parseWith(const icu::SimpleDateFormat* format, const icu::Un
   icu::ParsePosition position(0);
   const UDate millis = format->parse(text, position);
   if (position.getErrorIndex() >= 0 || position.getIndex() != text.length()) {
+    return std::nullopt;
+  }
+  if (!(millis >= kEarliestMillis && millis <= kLatestMillis)) {
     return std::nullopt;
   }
   return dateFromSecondsSince1970(millis / 1000.0);

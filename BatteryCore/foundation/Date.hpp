@@ -31,7 +31,9 @@ constexpr double secondsBetween(Date from, Date to) { return (to - from).count()
 std::string toIso8601(Date date);
 
 // Reads ISO 8601 date-times with any fraction length (kept to the millisecond)
-// and any UTC offset ("Z", "+01:00", "-0500"). Absent when the text is not one.
+// and any UTC offset ("Z", "+01:00", "-0500"), in the proleptic Gregorian
+// calendar. Absent when the text is not one, or when the moment lies outside
+// the years 1 to 9999 (UTC), which toIso8601 could not write back the same.
 std::optional<Date> parseIso8601(std::string_view text);
 
 }  // namespace batterycore

@@ -159,6 +159,11 @@ Json toJson(plist_t node, int depth, const std::string& path) {
 
 Json parseApplePlist(std::string_view xml) {
   if (xml.size() > std::numeric_limits<std::uint32_t>::max()) throw DecodingError("the property list is too large");
+  // XML has no NUL character, and the property list library stops the
+  // program on a string that holds one.
+  if (xml.find('\0') != std::string_view::npos) {
+    throw DecodingError("not a valid XML property list: it holds a NUL character");
+  }
   if (nestingDepth(xml) > kPlistMaxDepth) {
     throw DecodingError("the property list nests deeper than " + std::to_string(kPlistMaxDepth) + " levels");
   }

@@ -17,7 +17,8 @@
 // <real> a double; <true/>/<false/> booleans; <string> text, which must be
 // UTF-8; <data> the text "<00a1ff>" as in the ioreg text form; <date> seconds
 // since 1970. Containers nest at most kPlistMaxDepth deep; deeper input is
-// refused before the library reads it.
+// refused before the library reads it, and so is text with a NUL character
+// (which XML never holds, and on which the library stops the program).
 //
 // Invalid XML, an empty array or a top level that is neither throws
 // DecodingError. The library does not say where XML goes wrong, so neither

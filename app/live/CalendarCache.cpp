@@ -7,6 +7,15 @@ namespace kestrin::app::live {
 CalendarCache::CalendarCache(batterycore::Calendar calendar, Note note)
     : calendar_(std::move(calendar)), note_(std::move(note)) {}
 
+void CalendarCache::follow(const batterycore::Calendar& calendar) {
+  if (calendar.timeZone() == calendar_.timeZone() && calendar.locale() == calendar_.locale() &&
+      calendar.firstWeekday() == calendar_.firstWeekday()) {
+    return;
+  }
+  calendar_ = calendar;
+  readAt_.reset();
+}
+
 const std::vector<batterycore::CalendarEvent>& CalendarCache::events(batterycore::Date now, const std::string& path) {
   const std::string day = calendar_.dayKey(now);
   const bool fresh = readAt_ && path == path_ && day == day_ && now >= *readAt_ && now - *readAt_ < readEvery;

@@ -1,6 +1,6 @@
 // CalendarCache: the person's calendar events as the service needs them on
 // every tick, read from disk only every 15 minutes, when the calendar's path
-// changes, on a new day or when the clock went back.
+// changes, on a new day, when the clock went back or the time zone changed.
 //
 //   CalendarCache cache(calendar, [](const std::string& line) { log(line); });
 //   const auto& events = cache.events(now, "/home/ana/.calendars");   // today to the day after tomorrow
@@ -30,6 +30,9 @@ class CalendarCache {
   CalendarCache(batterycore::Calendar calendar, Note note);
 
   const std::vector<batterycore::CalendarEvent>& events(batterycore::Date now, const std::string& path);
+  // Reads the days of `calendar` from now on (the monitor's, which follows
+  // the system's time zone); the next look reads the files again if it differs.
+  void follow(const batterycore::Calendar& calendar);
   // How many times the files were read; for tests.
   int reads() const { return reads_; }
 

@@ -1,5 +1,7 @@
 #include "app/simulation/BatterySimulator.hpp"
 
+#include "BatteryCore/foundation/DecodingError.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <random>
@@ -8,6 +10,10 @@ namespace kestrin::app::simulation {
 
 using batterycore::BatterySnapshot;
 using batterycore::Date;
+using batterycore::DecodingError;
+using batterycore::Json;
+using batterycore::put;
+using batterycore::required;
 using batterycore::LimitState;
 using batterycore::Seconds;
 
@@ -310,6 +316,59 @@ std::vector<batterycore::AccessoryBattery> BatterySimulator::accessories() const
                                                  AccessoryBattery::Status::discharging));
   }
   return list;
+}
+
+Json BatterySimulator::checkpoint() const {
+  Json json = Json::object();
+  put(json, "scenario", scenario_.name);
+  put(json, "now", now_);
+  put(json, "percent", percent_);
+  put(json, "fullChargeMilliAh", fullChargeMilliAh_);
+  put(json, "dischargedMilliAh", dischargedMilliAh_);
+  put(json, "cycles", cycles_);
+  put(json, "limitOn", limitOn_);
+  put(json, "charging", charging_);
+  put(json, "batteryW", batteryW_);
+  put(json, "systemInW", systemInW_);
+  put(json, "loadW", loadW_);
+  put(json, "eventFired", std::vector<bool>(eventFired_.begin(), eventFired_.end()));
+  put(json, "browserCpu", browserCpu_);
+  put(json, "kernelCpu", kernelCpu_);
+  put(json, "runawayCpu", runawayCpu_);
+  put(json, "calibrationLogged", calibrationLogged_);
+  put(json, "powerLog", powerLog_);
+  return json;
+}
+
+void BatterySimulator::restore(const Json& point) {
+  if (required<std::string>(point, "scenario") != scenario_.name) {
+    throw DecodingError("the saved simulation is of another scenario");
+  }
+  const Date at = required<Date>(point, "now");
+  if (at < start_ || at > end_) throw DecodingError("the saved simulation lies outside this scenario's days");
+  const auto fired = required<std::vector<bool>>(point, "eventFired");
+  if (fired.size() != eventFired_.size()) throw DecodingError("the saved simulation has other events");
+  const auto runaway = required<std::vector<double>>(point, "runawayCpu");
+  if (runaway.size() > scenario_.events.size()) throw DecodingError("the saved simulation has other events");
+  now_ = at;
+  percent_ = required<double>(point, "percent");
+  fullChargeMilliAh_ = required<double>(point, "fullChargeMilliAh");
+  dischargedMilliAh_ = required<double>(point, "dischargedMilliAh");
+  cycles_ = required<int>(point, "cycles");
+  limitOn_ = required<bool>(point, "limitOn");
+  charging_ = required<bool>(point, "charging");
+  batteryW_ = required<double>(point, "batteryW");
+  systemInW_ = required<double>(point, "systemInW");
+  loadW_ = required<double>(point, "loadW");
+  eventFired_.assign(fired.begin(), fired.end());
+  browserCpu_ = required<double>(point, "browserCpu");
+  kernelCpu_ = required<double>(point, "kernelCpu");
+  runawayCpu_ = runaway;
+  calibrationLogged_ = required<bool>(point, "calibrationLogged");
+  powerLog_ = required<std::string>(point, "powerLog");
+  away_.cursor = 0;
+  nights_.cursor = 0;
+  conditions_ = conditionsAt(now_);
 }
 
 std::string BatterySimulator::takePowerLog() { return std::exchange(powerLog_, {}); }

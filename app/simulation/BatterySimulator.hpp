@@ -21,6 +21,7 @@
 #include "BatteryCore/health/ProcessSample.hpp"
 #include "BatteryCore/readings/BatterySnapshot.hpp"
 #include "app/LimitController.hpp"
+#include "BatteryCore/foundation/Json.hpp"
 #include "app/simulation/Scenario.hpp"
 
 #include <string>
@@ -47,6 +48,13 @@ class BatterySimulator final : public batterycore::BatterySource, public LimitCo
 
   // Power-management log lines written since the last call.
   std::string takePowerLog();
+
+  // Where the machine is now (the time, the charge, the limit, what has
+  // happened), so that a simulation killed part-way can go on from here:
+  // restore() on a simulator of the same scenario makes it the one that was
+  // saved. restore() throws DecodingError for a point it cannot take.
+  batterycore::Json checkpoint() const;
+  void restore(const batterycore::Json& point);
 
   // Where the scenario says the person is at this moment.
   bool isAway(batterycore::Date at) const;

@@ -112,11 +112,24 @@ Simulation::Simulation(Scenario scenario, SimulationOptions options)
                simulationHooks(battery_)),
       end_(battery_.end()) {}
 
+namespace {
+constexpr const char* kCheckpoint = "simulation";
+}  // namespace
+
 void Simulation::run(const Sink& sink, const Progress& progress) {
   std::optional<StateStore> store;
   if (!options_.stateFolder.empty()) {
     store.emplace(options_.stateFolder, StateStore::Reporter{}, options_.durable);
     monitor_.load(*store);
+    // A folder left by a run of this scenario that was cut short goes on
+    // from where that run last saved, the machine as it was then.
+    if (const auto point = store->loadJson(kCheckpoint); point && monitor_.state().lastTick) {
+      try {
+        battery_.restore(*point);
+      } catch (const batterycore::DecodingError&) {
+        // Another scenario's folder, or another tick: begin at the start.
+      }
+    }
   }
   monitor_.settings().level = options_.level;
   monitor_.settings().smartTopUp = true;
@@ -133,11 +146,21 @@ void Simulation::run(const Sink& sink, const Progress& progress) {
     const Date now = battery_.now();
     const TickReport report = monitor_.tick(now);
     for (const auto& event : eventsOf(report, monitor_.settings(), now, lastHeadline)) sink(event);
-    if (store) monitor_.save(*store, now);
     battery_.advance(options_.tick);
+    // The machine, as it is after this tick, is saved just before the
+    // monitor's per-tick states: a run cut short between the two books the
+    // minutes since the monitor's last save as one interval, and none twice.
+    if (store) {
+      const bool due = monitor_.flushDue(now);
+      if (due) store->saveJson(kCheckpoint, battery_.checkpoint());
+      if (monitor_.save(*store, now) && !due) store->saveJson(kCheckpoint, battery_.checkpoint());
+    }
     if (progress && ++step % 1440 == 0) progress(secondsBetween(battery_.start(), battery_.now()) / total);
   }
-  if (store) monitor_.save(*store, battery_.now(), true);
+  if (store) {
+    monitor_.save(*store, battery_.now(), true);
+    store->saveJson(kCheckpoint, battery_.checkpoint());
+  }
   if (progress) progress(1.0);
 }
 

@@ -6,10 +6,13 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
+#include <system_error>
 
 namespace kestrin::app {
 namespace {
@@ -119,3 +122,83 @@ TEST_F(StateStoreTest, SavingLeavesNoTemporaryFiles) {
 
 }  // namespace
 }  // namespace kestrin::app
+
+// A file-size limit (ulimit -f) makes every write of more than a few bytes
+// fail with EFBIG, which root cannot override either.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : previousSignal_(std::signal(SIGXFSZ, SIG_IGN)) {
+    ::getrlimit(RLIMIT_FSIZE, &previous_);
+    rlimit limit = previous_;
+    limit.rlim_cur = bytes;
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &previous_);
+    std::signal(SIGXFSZ, previousSignal_);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  void (*previousSignal_)(int);
+  rlimit previous_{};
+};
+
+TEST_F(StateStoreTest, TheServiceKeepsWhatItCannotWriteAndWritesItWhenItCan) {
+  StateStore s(folder, [this](const std::string& line) { reports.push_back(line); }, false,
+               StateStore::WhenUnwritable::keepInMemory);
+  ASSERT_TRUE(s.save("limit", LimitState::on(80)));
+  const auto before = widget::readWholeFile(folder / "limit.json");
+  {
+    const FileSizeLimit limit(8);
+    EXPECT_FALSE(s.save("limit", LimitState::on(75)));
+    EXPECT_FALSE(s.save("limit", LimitState::on(70)));
+    EXPECT_FALSE(s.save("other", LimitState::off()));
+    EXPECT_TRUE(s.hasUnwritten());
+    // The file on disk is the last one written whole, and it still reads.
+    EXPECT_EQ(widget::readWholeFile(folder / "limit.json"), before);
+    EXPECT_EQ(StateStore(folder, [](const std::string&) {}).load<LimitState>("limit", LimitState::off()),
+              LimitState::on(80));
+    ASSERT_EQ(reports.size(), 1u) << "one line for the whole spell";
+    EXPECT_NE(reports[0].find("limit.json"), std::string::npos) << reports[0];
+    EXPECT_TRUE(filesStartingWith(".limit").empty()) << "no temporary left behind";
+  }
+  EXPECT_TRUE(s.retryUnwritten());
+  EXPECT_FALSE(s.hasUnwritten());
+  EXPECT_EQ(reports.size(), 2u) << "and one when it is written again";
+  StateStore reader(folder, [](const std::string&) {});
+  EXPECT_EQ(reader.load<LimitState>("limit", LimitState::off()), LimitState::on(70)) << "the newest, not the first";
+  EXPECT_EQ(reader.load<LimitState>("other", LimitState::on(50)), LimitState::off());
+}
+
+TEST_F(StateStoreTest, ACommandHearsOfAFailedWriteAndTheFileStays) {
+  auto s = store();
+  ASSERT_TRUE(s.save("limit", LimitState::on(80)));
+  const FileSizeLimit limit(8);
+  EXPECT_THROW(s.save("limit", LimitState::on(75)), std::system_error);
+  EXPECT_EQ(StateStore(folder, [](const std::string&) {}).load<LimitState>("limit", LimitState::off()),
+            LimitState::on(80));
+}
+
+TEST_F(StateStoreTest, TheFolderAndItsFilesAreTheUsersAlone) {
+  auto s = store();
+  ASSERT_TRUE(s.save("limit", LimitState::on(80)));
+  struct stat status {};
+  ASSERT_EQ(::stat(folder.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0700u);
+  ASSERT_EQ(::stat((folder / "limit.json").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+}
+
+TEST_F(StateStoreTest, AWriteReplacesALinkPlantedAtTheStatePathInsteadOfFollowingIt) {
+  fs::create_directories(folder);
+  const fs::path target = folder.string() + "-elsewhere";
+  std::ofstream(target) << "precious\n";
+  fs::create_symlink(target, folder / "limit.json");
+  auto s = store();
+  ASSERT_TRUE(s.save("limit", LimitState::on(80)));
+  EXPECT_FALSE(fs::is_symlink(folder / "limit.json"));
+  EXPECT_EQ(widget::readWholeFile(target), "precious\n");
+  fs::remove(target);
+}

@@ -137,7 +137,8 @@ TEST_F(WatchTest, RunStopsOnTheFlagWithEveryStateSaved) {
                            },
                            .sources = {},
                            .show = {},
-                           .ticked = {}});
+                           .ticked = {},
+                           .timeZone = {}});
   watch.run(stop);
   EXPECT_EQ(ticks, 2) << "one tick, then the final save";
   for (const char* name : {"watchdog", "monitor", "highCharge", "alertPolicy", "extra"}) {

@@ -25,10 +25,12 @@ inline constexpr bool kToolBuilt = true;
 inline constexpr bool kToolBuilt = false;
 #endif
 
-inline ToolRun runKestrin(const std::string& arguments) {
+// `redirections` says where the tool's two streams go; the pipe read is its
+// standard output.
+inline ToolRun runKestrinWith(const std::string& arguments, const char* redirections) {
   ToolRun run;
 #ifdef KESTRIN_TOOL_PATH
-  const std::string command = std::string("'") + KESTRIN_TOOL_PATH + "' " + arguments + " 2>&1";
+  const std::string command = std::string("'") + KESTRIN_TOOL_PATH + "' " + arguments + " " + redirections;
   FILE* pipe = ::popen(command.c_str(), "r");
   if (pipe == nullptr) return run;
   std::array<char, 4096> buffer{};
@@ -37,8 +39,17 @@ inline ToolRun runKestrin(const std::string& arguments) {
   run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #else
   (void)arguments;
+  (void)redirections;
 #endif
   return run;
+}
+
+inline ToolRun runKestrin(const std::string& arguments) { return runKestrinWith(arguments, "2>&1"); }
+
+// The same with standard output thrown away: `out` holds what the tool wrote
+// on standard error alone.
+inline ToolRun runKestrinForErrors(const std::string& arguments) {
+  return runKestrinWith(arguments, "2>&1 >/dev/null");
 }
 
 }  // namespace batterycore::testing

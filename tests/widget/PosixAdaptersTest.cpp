@@ -14,6 +14,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <fstream>
+#include <sys/stat.h>
 #include <thread>
 
 namespace kestrin::widget {
@@ -104,6 +106,34 @@ TEST(FileSharedPreferences, ReadsOnlyPlainDictionaries) {
                          R"({"big":18446744073709551615})"};
   for (const char* text : cases) EXPECT_EQ(decodePreferenceDictionary(text), std::nullopt) << text;
   EXPECT_EQ(decodePreferenceDictionary("{}"), PreferenceDictionary{});
+}
+
+TEST(FileSharedPreferences, IgnoresWhatAnotherUserCouldHavePlantedOrChanged) {
+  testing::TemporaryFolder folder;
+  FileSharedPreferences preferences(folder.path() / "Preferences");
+  ASSERT_TRUE(preferences.setData("request.chargeFull", R"({"at":1})"));
+  const auto file = folder.path() / "Preferences" / "request.chargeFull";
+  ASSERT_TRUE(preferences.data("request.chargeFull"));
+
+  ::chmod(file.c_str(), 0666);
+  EXPECT_EQ(preferences.data("request.chargeFull"), std::nullopt) << "writable by others";
+  ::chmod(file.c_str(), 0600);
+
+  const auto elsewhere = folder.path() / "planted";
+  std::ofstream(elsewhere) << R"({"at":2})";
+  std::filesystem::create_symlink(elsewhere, folder.path() / "Preferences" / "request.limit");
+  EXPECT_EQ(preferences.data("request.limit"), std::nullopt) << "a symbolic link";
+  EXPECT_EQ(preferences.dictionary("request.limit"), std::nullopt);
+
+  ASSERT_TRUE(preferences.setData("big", std::string(kMaxOwnFileBytes + 1, ' ')));
+  EXPECT_EQ(preferences.data("big"), std::nullopt) << "larger than 64 KB";
+
+  if (::geteuid() == 0) {  // only root can hand a file to someone else
+    ASSERT_EQ(::chown(file.c_str(), 65534, 65534), 0);
+    EXPECT_EQ(preferences.data("request.chargeFull"), std::nullopt) << "owned by another user";
+  }
+  // The refusals never wrote anywhere: the planted file is as it was.
+  EXPECT_EQ(readWholeFile(elsewhere), R"({"at":2})");
 }
 
 TEST(FileSharedPreferences, AReaderNeverSeesHalfAValue) {

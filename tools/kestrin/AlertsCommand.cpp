@@ -14,7 +14,9 @@
 #include <CLI/CLI.hpp>
 
 #include <chrono>
+#include <filesystem>
 #include <ostream>
+#include <system_error>
 
 namespace kestrin::tool {
 
@@ -82,14 +84,15 @@ int listAlerts(const AlertsOptions& options, DetailLevel level, std::ostream& ou
     err << "kestrin: no folder for the states; give --state DIR\n";
     return 2;
   }
+  if (!checkFolderOption(*folder, "--state", err)) return 1;
   std::vector<BatteryAlert> alerts;
-  if (const auto bytes = widget::readWholeFile(*folder / "alerts.json")) {
-    try {
-      alerts = batterycore::decode<std::vector<BatteryAlert>>(batterycore::Json::parse(*bytes));
-    } catch (const std::exception& error) {
-      err << "kestrin: " << (*folder / "alerts.json").string() << " cannot be read: " << error.what() << "\n";
-      return 1;
-    }
+  const auto file = *folder / "alerts.json";
+  if (std::error_code missing; std::filesystem::exists(file, missing)) {
+    auto stored = decodeJsonFile(file, err, [](const batterycore::Json& json) {
+      return batterycore::decode<std::vector<BatteryAlert>>(json);
+    });
+    if (!stored) return 1;
+    alerts = std::move(*stored);
   }
   if (alerts.empty()) {
     out << Meaning::text("empty.alerts", "No alerts. All quiet.") << "\n";

@@ -1,6 +1,7 @@
 #include "tools/kestrin/CommandSupport.hpp"
 
 #include "BatteryCore/text/Formatting.hpp"
+#include "app/SettingsTable.hpp"
 
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
@@ -9,24 +10,32 @@
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <ostream>
+#include <system_error>
 
 namespace kestrin::tool {
 
-bool useLocale(const std::string& name, std::ostream& err) {
+namespace fs = std::filesystem;
+
+bool useLocale(const std::string& name, std::ostream& err, std::string_view source) {
   if (name.empty()) return true;
-  const icu::Locale locale(name.c_str());
-  if (locale.isBogus()) {
-    err << "kestrin: " << name << " is not a locale\n";
+  const auto known = app::knownLocaleName(name);
+  if (!known) {
+    err << "kestrin: " << source << " " << name << " is not a locale ICU has texts and formats for\n";
     return false;
   }
   UErrorCode status = U_ZERO_ERROR;
-  icu::Locale::setDefault(locale, status);
+  icu::Locale::setDefault(icu::Locale(known->c_str()), status);
   if (U_FAILURE(status)) {
-    err << "kestrin: cannot switch to " << name << ": " << u_errorName(status) << "\n";
+    err << "kestrin: " << source << " " << name << ": cannot switch to it (" << u_errorName(status) << ")\n";
     return false;
   }
   return true;
@@ -42,7 +51,6 @@ std::string systemTimeZone() {
 }
 
 std::optional<std::filesystem::path> stateFolderOrDefault(const std::string& given) {
-  namespace fs = std::filesystem;
   if (!given.empty()) return fs::path(given);
   auto environment = [](const char* name) -> std::optional<std::string> {
     const char* value = std::getenv(name);
@@ -63,14 +71,90 @@ std::optional<batterycore::Date> nowOption(const std::string& given, std::ostrea
   return parsed;
 }
 
-std::optional<batterycore::Calendar> calendarOption(const std::string& given, std::ostream& err) {
-  const std::string zone = given.empty() ? systemTimeZone() : given;
-  auto calendar = batterycore::Calendar::gregorian(zone, batterycore::Formatting::localeName());
-  if (!given.empty() && calendar.timeZone() != zone) {
-    err << "kestrin: " << zone << " is not a time zone\n";
+std::optional<batterycore::Calendar> calendarOption(const std::string& given, std::string_view option,
+                                                    std::ostream& err) {
+  if (!given.empty() && !knownTimeZone(given)) {
+    err << "kestrin: " << option << " " << given << " is not a time zone\n";
     return std::nullopt;
   }
-  return calendar;
+  return batterycore::Calendar::gregorian(given.empty() ? systemTimeZone() : given,
+                                          batterycore::Formatting::localeName());
+}
+
+bool knownTimeZone(const std::string& name) {
+  return !name.empty() && batterycore::Calendar::gregorian(name).timeZone() == name;
+}
+
+bool checkFolderOption(const fs::path& folder, std::string_view option, std::ostream& err) {
+  std::error_code error;
+  const auto status = fs::status(folder, error);
+  if (!fs::exists(status) || fs::is_directory(status)) return true;
+  err << "kestrin: " << option << " " << folder.string() << " is not a folder\n";
+  return false;
+}
+
+std::string singleLine(std::string text) {
+  std::replace(text.begin(), text.end(), '\r', ' ');
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
+
+std::string problemText(const std::exception& error) {
+  std::string text = error.what();
+  // nlohmann's messages start with "[json.exception.type_error.302] ".
+  if (text.starts_with("[json.exception.")) {
+    if (const auto end = text.find("] "); end != std::string::npos) text.erase(0, end + 2);
+  }
+  return singleLine(std::move(text));
+}
+
+std::optional<std::string> readFileText(const fs::path& path, std::ostream& err) {
+  std::error_code error;
+  if (fs::is_directory(path, error)) {
+    err << "kestrin: " << path.string() << " is a folder, not a file\n";
+    return std::nullopt;
+  }
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    err << "kestrin: cannot open " << path.string() << ": " << std::strerror(errno) << "\n";
+    return std::nullopt;
+  }
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  if (file.bad()) {
+    err << "kestrin: cannot read " << path.string() << ": " << std::strerror(errno) << "\n";
+    return std::nullopt;
+  }
+  return text;
+}
+
+bool writeFileText(const fs::path& path, std::string_view text, std::ostream& err) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (!file) {
+    err << "kestrin: cannot write " << path.string() << ": " << std::strerror(errno) << "\n";
+    return false;
+  }
+  file << text;
+  file.close();
+  if (!file) {
+    err << "kestrin: cannot write " << path.string() << ": " << std::strerror(errno) << "\n";
+    return false;
+  }
+  return true;
+}
+
+std::optional<batterycore::Json> readJsonFile(const fs::path& path, std::ostream& err) {
+  const auto text = readFileText(path, err);
+  if (!text) return std::nullopt;
+  if (text->find_first_not_of(" \t\r\n") == std::string::npos) {
+    err << "kestrin: " << path.string() << " is empty\n";
+    return std::nullopt;
+  }
+  try {
+    return batterycore::Json::parse(*text);
+  } catch (const batterycore::Json::exception& error) {
+    err << "kestrin: " << path.string() << " is not valid JSON: " << problemText(error) << "\n";
+  }
+  return std::nullopt;
 }
 
 std::size_t displayWidth(std::string_view text) {

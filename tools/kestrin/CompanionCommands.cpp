@@ -11,7 +11,7 @@
 #include "app/Monitor.hpp"
 #include "app/Plans.hpp"
 #include "app/Settings.hpp"
-#include "app/StateStore.hpp"
+#include "app/StoredState.hpp"
 #include "app/live/ProcessTable.hpp"
 #include "app/live/SysfsBattery.hpp"
 
@@ -87,27 +87,36 @@ int runPlans(const PlansOptions& options, std::ostream& out, std::ostream& err) 
     err << "kestrin: no folder for the states; give --state DIR\n";
     return 2;
   }
+  const auto moment = nowOption(options.now, err);
+  if (!moment) return 2;
+  const Date now = *moment;
+  const auto zoned = calendarOption(options.timeZone, "--time-zone", err);
+  if (!zoned) return 2;
+  const Calendar& calendar = *zoned;
+  std::optional<DetailLevel> level;
+  if (!options.level.empty()) {
+    level = levelOption(options.level, err);
+    if (!level) return 2;
+  }
+  if (!checkFolderOption(*folder, "--state", err)) return 1;
   if (!fs::is_directory(*folder)) {
     err << "kestrin: no state folder at " << folder->string() << " (is kestrin watch running?)\n";
     return 1;
   }
-  const auto moment = nowOption(options.now, err);
-  if (!moment) return 2;
-  const Date now = *moment;
-  const auto zoned = calendarOption(options.timeZone, err);
-  if (!zoned) return 2;
-  const Calendar& calendar = *zoned;
 
-  app::StateStore store(*folder, [&err](const std::string& line) { err << "kestrin: " << line << "\n"; });
-  auto settings = store.load<app::Settings>("settings", app::Settings{});
-  if (options.locale.empty() && settings.locale && !useLocale(*settings.locale, err)) return 2;
-  if (!options.level.empty()) {
-    const auto level = levelOption(options.level, err);
-    if (!level) return 2;
-    settings.level = *level;
+  // Read as they are: a damaged file stays where it is for the service.
+  auto stored = app::readStoredState(*folder);
+  if (!stored.damaged.empty()) {
+    err << "kestrin: " << singleLine(stored.damaged.front().line) << "\n";
+    return 1;
   }
-  const auto state = app::Monitor::readState(store);
-  const auto lines = app::planLines(state, settings, now, calendar);
+  auto& settings = stored.settings;
+  if (options.locale.empty() && settings.locale &&
+      !useLocale(*settings.locale, err, (*folder / "settings.json").string() + ": locale")) {
+    return 1;
+  }
+  if (level) settings.level = *level;
+  const auto lines = app::planLines(stored.state, settings, now, calendar);
 
   out << Meaning::text("plans.title", "Coming up") << "\n\n";
   if (lines.empty()) out << Meaning::text("plans.empty", "Nothing planned right now.") << "\n";
@@ -129,7 +138,7 @@ CompanionCommands addCompanionCommands(CLI::App& app) {
   auto& energy = *commands.energyOptions;
   commands.energy = app.add_subcommand("energy", "Which programs use the most power right now");
   commands.energy->add_option("--seconds", energy.seconds, "How long to watch (default 2)");
-  commands.energy->add_option("--top", energy.top, "How many programs to name (default 8)");
+  commands.energy->add_option("--top", energy.top, "How many programs to name (default 8)")->check(CLI::Range(1, 1000));
   commands.energy->add_option("--proc", energy.procRoot, "The process table (default /proc)");
   commands.energy->add_option("--powercap", energy.powercapRoot, "The RAPL counters (default /sys/class/powercap)");
   commands.energy->add_option("--sysfs", energy.sysfsRoot, "The power supplies (default /sys/class/power_supply)");

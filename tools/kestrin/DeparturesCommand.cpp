@@ -17,7 +17,6 @@
 #include <unicode/timezone.h>
 
 #include <chrono>
-#include <fstream>
 #include <optional>
 #include <ostream>
 
@@ -34,19 +33,7 @@ namespace Formatting = batterycore::Formatting;
 namespace Smart = batterycore::Meaning::Smart;
 
 std::optional<DepartureLedger> readLedger(const std::string& path, std::ostream& err) {
-  std::ifstream file(path);
-  if (!file) {
-    err << "kestrin: cannot open " << path << "\n";
-    return std::nullopt;
-  }
-  try {
-    return DepartureLedger::fromJson(batterycore::Json::parse(file));
-  } catch (const batterycore::Json::parse_error& error) {
-    err << "kestrin: " << path << " is not valid JSON: " << error.what() << "\n";
-  } catch (const batterycore::DecodingError& error) {
-    err << "kestrin: " << path << ": " << error.what() << "\n";
-  }
-  return std::nullopt;
+  return decodeJsonFile(path, err, [](const batterycore::Json& json) { return DepartureLedger::fromJson(json); });
 }
 
 }  // namespace
@@ -71,7 +58,7 @@ int runDepartures(const DeparturesOptions& options, std::ostream& out, std::ostr
   const auto moment = nowOption(options.now, err);
   if (!moment) return 2;
   const Date now = *moment;
-  const auto zoned = calendarOption(options.timeZone, err);
+  const auto zoned = calendarOption(options.timeZone, "--tz", err);
   if (!zoned) return 2;
   const Calendar& calendar = *zoned;
 

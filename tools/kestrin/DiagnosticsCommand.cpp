@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include <ostream>
+#include <system_error>
 
 namespace kestrin::tool {
 
@@ -31,6 +32,13 @@ std::string versionText() {
 
 int runDiagnostics(const DiagnosticsOptions& options, std::ostream& out, std::ostream& err) {
   if (!useLocale(options.locale, err)) return 2;
+  // A power-supply folder named on the command line must be there; the
+  // default one may be missing on a machine without a battery.
+  if (std::error_code error; !options.sysfsRoot.empty() && !fs::is_directory(options.sysfsRoot, error)) {
+    err << "kestrin: --sysfs " << options.sysfsRoot << " is not a folder\n";
+    return 1;
+  }
+  if (!checkFolderOption(options.stateFolder, "--state", err)) return 1;
   const fs::path sysfs = options.sysfsRoot.empty() ? fs::path(app::live::kPowerSupplyRoot) : fs::path(options.sysfsRoot);
 
   app::DiagnosticsInput input;
@@ -38,7 +46,9 @@ int runDiagnostics(const DiagnosticsOptions& options, std::ostream& out, std::os
 
   if (const auto folder = stateFolderOrDefault(options.stateFolder)) {
     auto stored = app::readStoredState(*folder);
-    if (options.locale.empty() && stored.settings.locale && !useLocale(*stored.settings.locale, err)) return 2;
+    // A stored language ICU cannot use is said; the report still comes, in the
+    // process's language: it is what a person sends when something is wrong.
+    if (options.locale.empty() && stored.settings.locale) (void)useLocale(*stored.settings.locale, err, "the locale setting");
     input.state = std::move(stored.state);
     input.settings = std::move(stored.settings);
     for (const auto& damage : stored.damaged) input.unreadable.push_back(damage.line);

@@ -1,5 +1,7 @@
 #include "tools/kestrin/ExplainCommand.hpp"
 
+#include "tools/kestrin/CommandSupport.hpp"
+
 #include "BatteryCore/foundation/Calendar.hpp"
 #include "BatteryCore/readings/BatterySnapshot.hpp"
 #include "BatteryCore/supervision/Attention.hpp"
@@ -12,14 +14,9 @@
 #include "BatteryCore/text/MeaningSituation.hpp"
 
 #include <CLI/CLI.hpp>
-#include <unicode/locid.h>
-#include <unicode/timezone.h>
-#include <unicode/unistr.h>
 
-#include <fstream>
 #include <iostream>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 namespace kestrin::tool {
@@ -39,67 +36,54 @@ struct ExplainCommand::Options {
 
 namespace {
 
-// A file that cannot be opened, parsed or decoded; the message names it.
-struct InputError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
+// The record in the file at `path`; absent, with a line on standard error
+// naming the file, when it cannot be read or decoded.
 template <class T>
-T load(const std::string& path) {
-  std::ifstream file(path);
-  if (!file) throw InputError("cannot open " + path);
-  try {
-    return decode<T>(Json::parse(file));
-  } catch (const Json::parse_error& error) {
-    throw InputError(path + " is not valid JSON: " + error.what());
-  } catch (const DecodingError& error) {
-    throw InputError(path + ": " + error.what());
-  }
+std::optional<T> load(const std::string& path) {
+  return decodeJsonFile(path, std::cerr, [](const Json& json) { return decode<T>(json); });
 }
 
-// The system's zone when none is given, as the application would use it.
-std::string hostTimeZone() {
-  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());
-  icu::UnicodeString id;
-  zone->getID(id);
-  std::string name;
-  id.toUTF8String(name);
-  return name;
+// A saved state that was asked for must be read; one that was not keeps `value`.
+template <class T>
+bool loadIfGiven(const std::string& path, T& value) {
+  if (path.empty()) return true;
+  auto loaded = load<typename T::value_type>(path);
+  if (loaded) value = std::move(*loaded);
+  return loaded.has_value();
 }
 
-void setLocale(const std::string& name) {
-  UErrorCode status = U_ZERO_ERROR;
-  icu::Locale::setDefault(icu::Locale(name.c_str()), status);
-  if (U_FAILURE(status)) throw InputError("cannot use the locale " + name);
-}
-
-void explain(const ExplainCommand::Options& options) {
-  if (!options.locale.empty()) setLocale(options.locale);
-  const auto snapshot = load<BatterySnapshot>(options.snapshotFile);
-  std::optional<FullChargeSession> session;
-  if (!options.sessionFile.empty()) session = load<FullChargeSession>(options.sessionFile);
-  LimitWatchdog watchdog;
-  if (!options.watchdogFile.empty()) watchdog = load<LimitWatchdog>(options.watchdogFile);
-  CalibrationDetector detector;
-  if (!options.calibrationFile.empty()) detector = load<CalibrationDetector>(options.calibrationFile);
-
-  Date now = snapshot.at;
+// The options first, each named in the one line that refuses it (status 2);
+// then the files (status 1).
+int explain(const ExplainCommand::Options& options) {
+  if (!useLocale(options.locale, std::cerr)) return 2;
+  std::optional<Date> chosenNow;
   if (!options.now.empty()) {
-    const auto parsed = parseIso8601(options.now);
-    if (!parsed) throw InputError("--now is not an ISO 8601 date: " + options.now);
-    now = *parsed;
+    chosenNow = nowOption(options.now, std::cerr);
+    if (!chosenNow) return 2;
   }
-  const auto calendar = Calendar::gregorian(options.timeZone.empty() ? hostTimeZone() : options.timeZone,
-                                            Formatting::localeName());
+  const auto calendar = calendarOption(options.timeZone, "--time-zone", std::cerr);
+  if (!calendar) return 2;
   const DetailLevel level = detailLevelFromRaw(options.level).value_or(DetailLevel::simple);
 
-  const Situation situation{snapshot, watchdog.state, session, detector.state, LimitAvailability::available()};
+  const auto read = load<BatterySnapshot>(options.snapshotFile);
+  if (!read) return 1;
+  const BatterySnapshot& snapshot = *read;
+  std::optional<FullChargeSession> session;
+  std::optional<LimitWatchdog> watchdog = LimitWatchdog{};
+  std::optional<CalibrationDetector> detector = CalibrationDetector{};
+  if (!loadIfGiven(options.sessionFile, session) || !loadIfGiven(options.watchdogFile, watchdog) ||
+      !loadIfGiven(options.calibrationFile, detector)) {
+    return 1;
+  }
+  const Date now = chosenNow.value_or(snapshot.at);
+
+  const Situation situation{snapshot, watchdog->state, session, detector->state, LimitAvailability::available()};
   const Attention attention = Attention::of(situation);
 
   std::cout << "attention: " << attention.description() << "\n";
   std::cout << "widget tone: " << Attention::rawValue(attention.widgetTone()) << "\n";
   std::cout << "headline: " << Meaning::headline(attention, snapshot, session, level) << "\n";
-  std::cout << "detail: " << Meaning::detail(attention, snapshot, session, level, now, calendar) << "\n";
+  std::cout << "detail: " << Meaning::detail(attention, snapshot, session, level, now, *calendar) << "\n";
   std::cout << "why: " << Meaning::whyTitle(attention, snapshot) << "\n";
   if (const auto banner = Meaning::banner(attention, level)) {
     std::cout << "banner: " << banner->title << "\n";
@@ -107,6 +91,7 @@ void explain(const ExplainCommand::Options& options) {
   } else {
     std::cout << "banner: none\n";
   }
+  return 0;
 }
 
 }  // namespace
@@ -129,14 +114,6 @@ ExplainCommand ExplainCommand::add(CLI::App& app) {
 
 bool ExplainCommand::chosen() const { return command_->parsed(); }
 
-int ExplainCommand::run() const {
-  try {
-    explain(*options_);
-    return 0;
-  } catch (const InputError& error) {
-    std::cerr << "kestrin: " << error.what() << "\n";
-  }
-  return 1;
-}
+int ExplainCommand::run() const { return explain(*options_); }
 
 }  // namespace kestrin::tool

@@ -7,7 +7,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <fstream>
 #include <ostream>
 
 namespace kestrin::tool {
@@ -42,6 +41,7 @@ int runExport(const ExportOptions& options, std::ostream& out, std::ostream& err
     return 2;
   }
 
+  if (!checkFolderOption(*folder, "--state", err)) return 1;
   const auto stored = app::readStoredState(*folder);
   for (const auto& damage : stored.damaged) {
     if (damage.name == stateName(*subject)) {
@@ -62,14 +62,7 @@ int runExport(const ExportOptions& options, std::ostream& out, std::ostream& err
     out << text;
     return 0;
   }
-  std::ofstream file(options.outFile, std::ios::binary | std::ios::trunc);
-  file << text;
-  file.close();
-  if (!file) {
-    err << "kestrin: cannot write " << options.outFile << "\n";
-    return 1;
-  }
-  return 0;
+  return writeFileText(options.outFile, text, err) ? 0 : 1;
 }
 
 bool ExportCommand::chosen() const { return command->parsed(); }

@@ -17,7 +17,6 @@
 
 #include <charconv>
 #include <chrono>
-#include <fstream>
 #include <optional>
 #include <ostream>
 #include <vector>
@@ -50,47 +49,22 @@ std::optional<Setting> readSetting(const HealthOptions& options, std::ostream& e
   if (!useLocale(options.locale, err)) return std::nullopt;
   const auto now = nowOption(options.now, err);
   if (!now) return std::nullopt;
-  auto calendar = calendarOption(options.timeZone, err);
+  auto calendar = calendarOption(options.timeZone, "--tz", err);
   if (!calendar) return std::nullopt;
   const auto level = batterycore::detailLevelFromRaw(options.level).value_or(DetailLevel::simple);
   return Setting{*now, std::move(*calendar), level};
 }
 
-std::optional<Json> readJson(const std::string& path, std::ostream& err) {
-  std::ifstream file(path);
-  if (!file) {
-    err << "kestrin: cannot open " << path << "\n";
-    return std::nullopt;
-  }
-  try {
-    return Json::parse(file);
-  } catch (const Json::parse_error& error) {
-    err << "kestrin: " << path << " is not valid JSON: " << error.what() << "\n";
-  }
-  return std::nullopt;
-}
-
+// Daily samples: an array, or an object holding it under "samples".
 std::optional<std::vector<HealthTrend::Sample>> readSamples(const std::string& path, std::ostream& err) {
-  const auto json = readJson(path, err);
-  if (!json) return std::nullopt;
-  try {
-    if (json->is_object()) return batterycore::required<std::vector<HealthTrend::Sample>>(*json, "samples");
-    return batterycore::decode<std::vector<HealthTrend::Sample>>(*json);
-  } catch (const batterycore::DecodingError& error) {
-    err << "kestrin: " << path << ": " << error.what() << "\n";
-  }
-  return std::nullopt;
+  return decodeJsonFile(path, err, [](const Json& json) {
+    if (json.is_object()) return batterycore::required<std::vector<HealthTrend::Sample>>(json, "samples");
+    return batterycore::decode<std::vector<HealthTrend::Sample>>(json);
+  });
 }
 
 std::optional<HighChargeLedger> readLedger(const std::string& path, std::ostream& err) {
-  const auto json = readJson(path, err);
-  if (!json) return std::nullopt;
-  try {
-    return HighChargeLedger::fromJson(*json);
-  } catch (const batterycore::DecodingError& error) {
-    err << "kestrin: " << path << ": " << error.what() << "\n";
-  }
-  return std::nullopt;
+  return decodeJsonFile(path, err, [](const Json& json) { return HighChargeLedger::fromJson(json); });
 }
 
 // A moment inside the month "yyyy-MM".

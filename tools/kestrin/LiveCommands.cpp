@@ -19,6 +19,7 @@
 #include "app/live/AppleBatteryProperties.hpp"
 #include "app/live/CalendarCache.hpp"
 #include "app/live/DesktopNotifications.hpp"
+#include "app/live/HostTimeZone.hpp"
 #include "app/live/PowerLog.hpp"
 #include "app/live/ProcessTable.hpp"
 #include "app/live/PowerSupplyEvents.hpp"
@@ -33,7 +34,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <ostream>
@@ -97,13 +97,10 @@ int readIoreg(const ReadCommandOptions& options, std::ostream& err,
   std::string text;
   if (options.ioregFile == "-") {
     text = readAll(std::cin);
+  } else if (auto read = readFileText(options.ioregFile, err)) {
+    text = std::move(*read);
   } else {
-    std::ifstream file(options.ioregFile, std::ios::binary);
-    if (!file) {
-      err << "kestrin: cannot open " << options.ioregFile << "\n";
-      return 1;
-    }
-    text = readAll(file);
+    return 1;
   }
   try {
     const Json tree = app::live::appleTreeFromText(text);
@@ -119,8 +116,8 @@ int readIoreg(const ReadCommandOptions& options, std::ostream& err,
     if ((reading->notChargingReason & ChargerReason::atLimitBit) != 0 && reading->percent < 100) {
       reading->limit = LimitState::on(static_cast<int>(reading->percent));
     }
-  } catch (const DecodingError& error) {
-    err << "kestrin: " << options.ioregFile << ": " << error.what() << "\n";
+  } catch (const std::exception& error) {  // DecodingError, and the JSON library's own
+    err << "kestrin: " << options.ioregFile << ": " << problemText(error) << "\n";
     return 1;
   }
   return 0;
@@ -165,6 +162,7 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
     err << "kestrin: no folder for the states; give --state DIR\n";
     return 2;
   }
+  if (!checkFolderOption(*stateFolder, "--state", err)) return 1;
 
   const bool terminal = ::isatty(STDOUT_FILENO) == 1;
   auto note = [&out, terminal](std::string_view line, bool warning = false) {
@@ -185,12 +183,17 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
     return 1;
   }
 
-  std::error_code error;
-  fs::create_directories(*stateFolder, error);
-  app::StateStore store(*stateFolder, [&err, &note](const std::string& line) {
-    err << "kestrin: " << line << "\n";
-    note(line, true);
-  });
+  // A full disk or a read-only folder must not stop the service: it keeps
+  // its states in memory, says so once, and writes them when it can again.
+  // A file-size limit then fails the write instead of killing the process.
+  std::signal(SIGXFSZ, SIG_IGN);
+  app::StateStore store(
+      *stateFolder,
+      [&err, &note](const std::string& line) {
+        err << "kestrin: " << line << "\n";
+        note(line, true);
+      },
+      true, app::StateStore::WhenUnwritable::keepInMemory);
   // The threshold to put back when the limit is switched on again outlives
   // the process: a limit switched off before a restart can still be restored.
   if (const auto kept = store.loadJson("threshold"); kept && kept->is_object()) {
@@ -227,16 +230,25 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
   // On battery: which programs use the processor, for the background drain.
   hooks.processes = [] { return app::live::readProcesses(); };
   hooks.packageEnergy = [] { return app::live::readPackageEnergy(); };
-  const auto calendar = Calendar::gregorian(systemTimeZone(), Formatting::localeName());
+  // The days follow the system's time zone, read afresh at every tick (ICU
+  // keeps the zone it found at startup); the watch moves the monitor to a new
+  // zone, and the calendar files are read in the monitor's calendar.
+  auto timeZone = [] { return app::live::hostTimeZone().value_or(systemTimeZone()); };
+  const auto calendar = Calendar::gregorian(timeZone(), Formatting::localeName());
   auto calendarFiles = std::make_shared<app::live::CalendarCache>(calendar, [&note](const std::string& line) {
     note(line, true);
   });
-  hooks.calendarEvents = [calendarFiles](Date now, const std::string& path) { return calendarFiles->events(now, path); };
+  const Calendar* monitorCalendar = nullptr;  // set once the monitor exists
+  hooks.calendarEvents = [calendarFiles, &monitorCalendar](Date now, const std::string& path) {
+    if (monitorCalendar) calendarFiles->follow(*monitorCalendar);
+    return calendarFiles->events(now, path);
+  };
   // Mice and keyboards beside the laptop's battery (the same folder on Linux).
   std::optional<fs::path> accessoriesRoot;
   if (!options.sysfsRoot.empty()) accessoriesRoot = fs::path(options.sysfsRoot);
   hooks.accessories = [accessoriesRoot] { return app::live::readAccessories(accessoriesRoot); };
   app::Monitor monitor(battery, battery, calendar, std::move(hooks));
+  monitorCalendar = &monitor.calendar();
   std::vector<app::WakeSource> sources;
 #ifdef __linux__
   const int signals = stopSignalDescriptor();
@@ -304,7 +316,8 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
                                      .persist = persistThreshold,
                                      .sources = std::move(sources),
                                      .show = show,
-                                     .ticked = ticked});
+                                     .ticked = ticked,
+                                     .timeZone = timeZone});
 
   std::ostringstream start;
   start << "watching " << battery.batteryFolder()->string() << " every "

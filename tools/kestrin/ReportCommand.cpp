@@ -9,7 +9,7 @@
 #include "BatteryCore/text/Formatting.hpp"
 #include "app/Monitor.hpp"
 #include "app/Settings.hpp"
-#include "app/StateStore.hpp"
+#include "app/StoredState.hpp"
 #include "app/live/SysfsBattery.hpp"
 #include "app/report/HealthReport.hpp"
 #include "app/simulation/Simulation.hpp"
@@ -79,7 +79,7 @@ int runReport(const ReportOptions& options, std::ostream& out, std::ostream& err
     err << "kestrin: --days is between 1 and 3660\n";
     return 2;
   }
-  if (options.tickSeconds < 1 || options.tickSeconds > 3600) {
+  if (!(options.tickSeconds >= 1 && options.tickSeconds <= 3600)) {
     err << "kestrin: --tick is between 1 and 3600 seconds\n";
     return 2;
   }
@@ -91,9 +91,17 @@ int runReport(const ReportOptions& options, std::ostream& out, std::ostream& err
       return 2;
     }
   }
-  if (!options.timeZone.empty() && Calendar::gregorian(options.timeZone).timeZone() != options.timeZone) {
-    err << "kestrin: " << options.timeZone << " is not a time zone\n";
+  if (!options.timeZone.empty() && !knownTimeZone(options.timeZone)) {
+    err << "kestrin: --time-zone " << options.timeZone << " is not a time zone\n";
     return 2;
+  }
+  std::optional<DetailLevel> chosenLevel;
+  if (!options.level.empty()) {
+    chosenLevel = batterycore::detailLevelFromRaw(options.level);
+    if (!chosenLevel) {
+      err << "kestrin: --level must be simple or technical, not " << options.level << "\n";
+      return 2;
+    }
   }
 
   Loaded loaded;
@@ -108,28 +116,29 @@ int runReport(const ReportOptions& options, std::ostream& out, std::ostream& err
       err << "kestrin: no folder for the states; give --state DIR\n";
       return 2;
     }
+    if (!checkFolderOption(*folder, "--state", err)) return 1;
     if (!fs::is_directory(*folder)) {
       err << "kestrin: no state folder at " << folder->string() << " (is kestrin watch running?)\n";
       return 1;
     }
-    app::StateStore store(*folder, [&err](const std::string& line) { err << "kestrin: " << line << "\n"; });
-    loaded.settings = store.load<app::Settings>("settings", app::Settings{});
-    loaded.state = app::Monitor::readState(store);
+    // Read as they are: a damaged file stays where it is for the service.
+    auto stored = app::readStoredState(*folder);
+    if (!stored.damaged.empty()) {
+      err << "kestrin: " << singleLine(stored.damaged.front().line) << "\n";
+      return 1;
+    }
+    loaded.settings = std::move(stored.settings);
+    loaded.state = std::move(stored.state);
     loaded.end = std::chrono::time_point_cast<batterycore::Seconds>(std::chrono::system_clock::now());
     loaded.timeZone = options.timeZone.empty() ? systemTimeZone() : options.timeZone;
-    if (options.locale.empty() && loaded.settings.locale && !useLocale(*loaded.settings.locale, err)) return 2;
+    if (options.locale.empty() && loaded.settings.locale &&
+        !useLocale(*loaded.settings.locale, err, (*folder / "settings.json").string() + ": locale")) {
+      return 1;
+    }
     if (options.includeSerial) serial = batterySerial();
   }
 
-  DetailLevel level = loaded.settings.level;
-  if (!options.level.empty()) {
-    const auto chosen = batterycore::detailLevelFromRaw(options.level);
-    if (!chosen) {
-      err << "kestrin: --level must be simple or technical, not " << options.level << "\n";
-      return 2;
-    }
-    level = *chosen;
-  }
+  const DetailLevel level = chosenLevel.value_or(loaded.settings.level);
   const app::report::HealthReportOptions report{
       .now = now.value_or(loaded.end),
       .calendar = Calendar::gregorian(loaded.timeZone, batterycore::Formatting::localeName()),
@@ -142,15 +151,7 @@ int runReport(const ReportOptions& options, std::ostream& out, std::ostream& err
   const fs::path target = options.out.empty()
                               ? fs::current_path() / (app::report::healthReportFileName(report.now, report.calendar) + ".html")
                               : fs::path(options.out);
-  {
-    std::ofstream file(target, std::ios::binary | std::ios::trunc);
-    file << html;
-    file.close();
-    if (!file) {
-      err << "kestrin: cannot write " << target.string() << "\n";
-      return 1;
-    }
-  }
+  if (!writeFileText(target, html, err)) return 1;
   out << target.string() << "\n";
   return 0;
 }

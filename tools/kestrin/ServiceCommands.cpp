@@ -10,7 +10,9 @@
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
+#include <filesystem>
 #include <istream>
+#include <system_error>
 #include <ostream>
 
 namespace kestrin::tool {
@@ -21,17 +23,15 @@ namespace Meaning = batterycore::Meaning;
 using app::ServiceRequest;
 
 // The full-charge defaults from the settings file; the built-in ones when
-// there is none. Reading never changes the file.
-app::FullChargeOptions settingsDefaults(const std::string& stateFolder) {
+// there is none, absent (with a line on `err`) when it cannot be read.
+// Reading never changes the file.
+std::optional<app::FullChargeOptions> settingsDefaults(const std::string& stateFolder, std::ostream& err) {
   const auto folder = stateFolderOrDefault(stateFolder);
-  if (!folder) return {};
-  const auto bytes = widget::readWholeFile(*folder / "settings.json");
-  if (!bytes) return {};
-  try {
-    return app::Settings::fromJson(batterycore::Json::parse(*bytes)).fullCharge;
-  } catch (const std::exception&) {
-    return {};
-  }
+  if (!folder) return app::FullChargeOptions{};
+  if (!checkFolderOption(*folder, "--state", err)) return std::nullopt;
+  const auto file = *folder / "settings.json";
+  if (std::error_code missing; !std::filesystem::exists(file, missing)) return app::FullChargeOptions{};
+  return decodeJsonFile(file, err, [](const batterycore::Json& json) { return app::Settings::fromJson(json).fullCharge; });
 }
 
 int ask(ServiceRequest request, std::ostream& out, std::ostream& err) {
@@ -49,7 +49,11 @@ int ask(ServiceRequest request, std::ostream& out, std::ostream& err) {
 int chargeFull(const ServiceOptions& options, std::ostream& out, std::ostream& err) {
   if (options.stop) return ask({ServiceRequest::Kind::stopFullCharge, {}, {}}, out, err);
   app::FullChargeOptions ways{options.untilUnplug, options.whenFull, options.hours};
-  if (!ways.untilUnplug && !ways.whenFull && !ways.hours) ways = settingsDefaults(options.stateFolder);
+  if (!ways.untilUnplug && !ways.whenFull && !ways.hours) {
+    const auto defaults = settingsDefaults(options.stateFolder, err);
+    if (!defaults) return 1;
+    ways = *defaults;
+  }
   if (!ways.untilUnplug && !ways.whenFull && !ways.hours) {
     err << Meaning::text("fullCharge.pickOne", "Pick at least one.") << "\n";
     return 1;

@@ -9,10 +9,12 @@
 #include "app/Settings.hpp"
 #include "app/SettingsTable.hpp"
 #include "app/StateStore.hpp"
+#include "app/live/ICalendarFiles.hpp"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <ostream>
 #include <system_error>
@@ -73,7 +75,21 @@ bool holds(const fs::path& file, const Settings& settings) {
 // The stored language when --locale gave none; a stored name ICU cannot use
 // is said once and the process's language kept.
 void useStoredLocale(const std::string& chosen, const Settings& settings, std::ostream& err) {
-  if (chosen.empty() && settings.locale) (void)useLocale(*settings.locale, err);
+  if (chosen.empty() && settings.locale) (void)useLocale(*settings.locale, err, "the locale setting");
+}
+
+// Why the calendar files just named cannot be read; a folder with no
+// calendar in it yet is fine, one that is not there is a typing mistake.
+std::optional<std::string> calendarProblem(const SettingRow& row, const Settings& settings) {
+  if (row.key != "calendar.path" || !settings.calendarPath) return std::nullopt;
+  const fs::path path(*settings.calendarPath);
+  std::error_code error;
+  if (fs::is_directory(path, error)) return std::nullopt;
+  const auto calendar = batterycore::Calendar::gregorian(systemTimeZone());
+  const auto now = std::chrono::time_point_cast<batterycore::Seconds>(std::chrono::system_clock::now());
+  const auto reading = app::live::readCalendarEvents(path, now, calendar.addingDays(now, 1), calendar);
+  if (reading.errors.empty()) return std::nullopt;
+  return singleLine(reading.errors.front());
 }
 
 int set(const SettingRow& row, const std::string& value, const fs::path& folder, const std::string& locale,
@@ -84,6 +100,10 @@ int set(const SettingRow& row, const std::string& value, const fs::path& folder,
   Settings checked = peek(file).value_or(Settings{});
   if (const auto refusal = app::applySetting(checked, row, value)) {
     err << "kestrin: " << row.key << ": " << *refusal << "\n";
+    return 1;
+  }
+  if (const auto problem = calendarProblem(row, checked)) {
+    err << "kestrin: " << row.key << ": " << *problem << "\n";
     return 1;
   }
   try {
@@ -120,6 +140,7 @@ int runSettings(const SettingsOptions& options, std::ostream& out, std::ostream&
     return 1;
   }
   if (!useLocale(options.locale, err)) return 2;
+  if (!checkFolderOption(*folder, "--state", err)) return 1;
   std::vector<SettingRow> rows;
   if (options.key.empty()) {
     rows = app::settingRows();
@@ -136,14 +157,16 @@ int runSettings(const SettingsOptions& options, std::ostream& out, std::ostream&
     return set(rows.front(), value, *folder, options.locale, out, err);
   }
 
-  // Only looking: a folder that is not there yet is not made, and the
-  // settings are the defaults.
+  // Only looking: a folder that is not there yet is not made, the settings
+  // are the defaults, and a damaged file is said and left where it is.
   Settings settings;
-  try {
-    if (fs::exists(*folder)) settings = app::StateStore(*folder).load<Settings>(kFileName, Settings{});
-  } catch (const fs::filesystem_error& error) {
-    err << "kestrin: " << error.what() << "\n";
-    return 1;
+  const fs::path file = *folder / (std::string(kFileName) + ".json");
+  if (std::error_code missing; fs::exists(file, missing)) {
+    auto stored = decodeJsonFile(file, err, [](const batterycore::Json& json) {
+      return batterycore::decode<Settings>(json);
+    });
+    if (!stored) return 1;
+    settings = std::move(*stored);
   }
   useStoredLocale(options.locale, settings, err);
   print(rows, settings, out);

@@ -9,10 +9,11 @@
 //
 // The settings live in settings.json in the state folder ($XDG_STATE_HOME/
 // kestrin/state, else ~/.local/state/kestrin/state, or --state DIR), written
-// atomically. A damaged file is reported and kept aside, never overwritten. A
-// value that is refused prints one line, "kestrin: <key>: <what is allowed>",
-// exits with 1 and leaves the file as it was; so does a key that is no
-// setting. After a change the service's wake-up notification is posted, so a
+// atomically. A damaged file is never overwritten: a listing names it in one
+// line and exits with 1; a change reports it and keeps it aside. A value that
+// is refused prints one line, "kestrin: <key>: <what is allowed>", exits with 1
+// and leaves the file as it was; so does a key that is no setting, and a
+// calendar.path whose file cannot be read. After a change the service's wake-up notification is posted, so a
 // running service reads the settings again at once. The texts are in --locale,
 // else the stored locale setting, else the process's language.
 #pragma once

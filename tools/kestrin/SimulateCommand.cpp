@@ -6,6 +6,7 @@
 #include "BatteryCore/text/Formatting.hpp"
 #include "BatteryCore/text/MeaningHealth.hpp"
 #include "BatteryCore/text/MeaningSmart.hpp"
+#include "app/live/ICalendarFiles.hpp"
 #include "app/simulation/Replay.hpp"
 #include "app/simulation/Simulation.hpp"
 
@@ -19,8 +20,9 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
+#include <sstream>
+#include <system_error>
 
 namespace kestrin::tool {
 
@@ -157,6 +159,9 @@ void printSummary(const app::MonitorState& state, const Calendar& calendar, Date
 
 bool SimulateCommand::chosen() const { return command != nullptr && command->parsed(); }
 
+// Longer runs are refused rather than left to run for hours.
+constexpr int kMostDays = 3660;
+
 std::optional<Scenario> loadScenario(const std::string& nameOrPath, const std::string& folder, std::ostream& err) {
   fs::path path(nameOrPath);
   if (path.extension() != ".json" && !path.has_parent_path()) {
@@ -165,25 +170,32 @@ std::optional<Scenario> loadScenario(const std::string& nameOrPath, const std::s
       return std::nullopt;
     }
     path = fs::path(folder) / (nameOrPath + ".json");
+    std::error_code missing;
+    if (!fs::exists(path, missing)) {
+      err << "kestrin: no scenario named " << nameOrPath << " (looked for " << path.string() << ")\n";
+      return std::nullopt;
+    }
   }
-  std::ifstream file(path);
-  if (!file) {
-    err << "kestrin: no scenario named " << nameOrPath << " (looked for " << path.string() << ")\n";
+  auto scenario = decodeJsonFile(path, err, [](const Json& json) { return Scenario::fromJson(json); });
+  if (!scenario) return std::nullopt;
+  const auto refuse = [&](const std::string& problem) {
+    err << "kestrin: " << path.string() << ": " << problem << "\n";
     return std::nullopt;
-  }
-  Scenario scenario;
-  try {
-    scenario = Scenario::fromJson(Json::parse(file));
-  } catch (const Json::exception& error) {
-    err << "kestrin: " << path.string() << " is not valid JSON: " << error.what() << "\n";
-    return std::nullopt;
-  } catch (const DecodingError& error) {
-    err << "kestrin: " << path.string() << ": " << error.what() << "\n";
-    return std::nullopt;
-  }
-  // The scenario's calendar file lies beside it.
-  if (scenario.calendar && fs::path(*scenario.calendar).is_relative()) {
-    scenario.calendar = (path.parent_path() / *scenario.calendar).string();
+  };
+  if (!knownTimeZone(scenario->timeZone)) return refuse("timeZone: " + scenario->timeZone + " is not a time zone");
+  if (scenario->days > kMostDays) return refuse("days: at most " + std::to_string(kMostDays));
+  const auto calendar = Calendar::gregorian(scenario->timeZone);
+  const auto start = calendar.startOfDay(std::string_view(scenario->start));
+  if (!start) return refuse("start: " + scenario->start + " is not a day");
+  // The scenario's calendar file lies beside it; one that cannot be read
+  // would quietly make a different story.
+  if (scenario->calendar) {
+    if (fs::path(*scenario->calendar).is_relative()) {
+      scenario->calendar = (path.parent_path() / *scenario->calendar).string();
+    }
+    const auto end = calendar.addingDays(*start, scenario->days);
+    const auto reading = app::live::readCalendarEvents(*scenario->calendar, *start, end, calendar);
+    if (!reading.errors.empty()) return refuse("calendar: " + singleLine(reading.errors.front()));
   }
   return scenario;
 }
@@ -192,24 +204,25 @@ int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream&
   if (!useLocale(options.locale, err)) return 2;
   const auto level = detailLevelFromRaw(options.level);
   if (!level) {
-    err << "kestrin: --level is simple or technical\n";
+    err << "kestrin: --level is simple or technical, not " << options.level << "\n";
     return 2;
   }
-  if (options.tickSeconds < 1 || options.tickSeconds > 3600) {
+  if (!(options.tickSeconds >= 1 && options.tickSeconds <= 3600)) {
     err << "kestrin: --tick is between 1 and 3600 seconds\n";
     return 2;
   }
+  if (options.days && (*options.days < 1 || *options.days > kMostDays)) {
+    err << "kestrin: --days is between 1 and " << kMostDays << "\n";
+    return 2;
+  }
+  if (!options.timeZone.empty() && !knownTimeZone(options.timeZone)) {
+    err << "kestrin: --tz " << options.timeZone << " is not a time zone\n";
+    return 2;
+  }
+  if (!checkFolderOption(options.stateFolder, "--state", err)) return 1;
   const auto loaded = loadScenario(options.scenario, options.scenarioFolder, err);
   if (!loaded) return 1;
   const Scenario& scenario = *loaded;
-  if (options.days && (*options.days < 1 || *options.days > 3660)) {
-    err << "kestrin: --days is between 1 and 3660\n";
-    return 2;
-  }
-  if (!options.timeZone.empty() && Calendar::gregorian(options.timeZone).timeZone() != options.timeZone) {
-    err << "kestrin: unknown time zone " << options.timeZone << "\n";
-    return 2;
-  }
 
   // A simulation never touches the real state: without --state it gets a
   // fresh folder that goes away afterwards.
@@ -223,6 +236,9 @@ int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream&
     }
     folder = pattern;
     temporary = true;
+  } else if (std::error_code error; !fs::create_directories(folder, error) && error) {
+    err << "kestrin: --state " << folder.string() << ": cannot create it (" << error.message() << ")\n";
+    return 1;
   }
 
   app::simulation::SimulationOptions simulationOptions;
@@ -270,26 +286,29 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
   if (!useLocale(options.locale, err)) return 2;
   const auto level = detailLevelFromRaw(options.level);
   if (!level) {
-    err << "kestrin: --level is simple or technical\n";
+    err << "kestrin: --level is simple or technical, not " << options.level << "\n";
     return 2;
-  }
-  std::ifstream file(options.trace);
-  if (!file) {
-    err << "kestrin: cannot open " << options.trace << "\n";
-    return 1;
-  }
-  std::vector<std::string> problems;
-  const auto readings = app::simulation::readTrace(file, problems);
-  for (const auto& problem : problems) err << "kestrin: " << options.trace << ", " << problem << " (skipped)\n";
-  if (readings.empty()) {
-    err << "kestrin: " << options.trace << " holds no readings\n";
-    return 1;
   }
   const std::string zone = options.timeZone.empty() ? "UTC" : options.timeZone;
-  const Calendar calendar = Calendar::gregorian(zone, Formatting::localeName());
-  if (calendar.timeZone() != zone) {
-    err << "kestrin: unknown time zone " << zone << "\n";
+  if (!knownTimeZone(zone)) {
+    err << "kestrin: --tz " << zone << " is not a time zone\n";
     return 2;
+  }
+  const Calendar calendar = Calendar::gregorian(zone, Formatting::localeName());
+  const auto text = readFileText(options.trace, err);
+  if (!text) return 1;
+  std::istringstream file(*text);
+  std::vector<std::string> problems;
+  const auto readings = app::simulation::readTrace(file, problems);
+  if (readings.empty()) {
+    err << "kestrin: " << options.trace << " holds no readings"
+        << (problems.empty() ? std::string() : " (" + singleLine(problems.front()) + ")") << "\n";
+    return 1;
+  }
+  // A few damaged lines in a long recording are left out, said once.
+  if (!problems.empty()) {
+    err << "kestrin: " << options.trace << ": skipped " << problems.size() << " line"
+        << (problems.size() == 1 ? "" : "s") << " that hold no reading (" << singleLine(problems.front()) << ")\n";
   }
   app::Settings settings;
   settings.level = *level;

@@ -1,5 +1,7 @@
 #include "tools/kestrin/TextsCommand.hpp"
 
+#include "tools/kestrin/CommandSupport.hpp"
+
 #include "BatteryCore/text/DetailLevel.hpp"
 #include "BatteryCore/text/Meaning.hpp"
 #include "BatteryCore/text/Template.hpp"
@@ -56,19 +58,7 @@ CLI::App* addTextsCommand(CLI::App& app, TextsOptions& options) {
 }
 
 int runTextsCommand(const TextsOptions& options, std::ostream& out, std::ostream& err) {
-  if (!options.locale.empty()) {
-    const icu::Locale locale(options.locale.c_str());
-    if (locale.isBogus()) {
-      err << "kestrin: " << options.locale << " is not a locale\n";
-      return 2;
-    }
-    UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(locale, status);
-    if (U_FAILURE(status)) {
-      err << "kestrin: cannot switch to " << options.locale << ": " << u_errorName(status) << "\n";
-      return 1;
-    }
-  }
+  if (!useLocale(options.locale, err)) return 2;
   const icu::Locale& locale = icu::Locale::getDefault();
   const ResourceBundle& bundle = batterycore::Meaning::bundle();
   const ResourceBundle::Table* english = bundle.table("en");

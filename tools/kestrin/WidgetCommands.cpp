@@ -127,6 +127,7 @@ int runStatus(const WidgetOptions& options, std::ostream& out, std::ostream& err
   const auto moment = nowOption(options.now, err);
   if (!moment) return 2;
   const batterycore::Date now = *moment;
+  if (!checkFolderOption(options.stateFolder, "--state", err)) return 1;
   const auto snapshot = WidgetSnapshot::load();
   const auto folder = stateFolderOrDefault(options.stateFolder);
   const auto timeLeft = folder ? timeLeftFromStates(*folder, now) : std::nullopt;

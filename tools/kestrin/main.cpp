@@ -18,6 +18,7 @@
 #include "app/ReadingTable.hpp"
 #include "tools/kestrin/AccessoriesCommand.hpp"
 #include "tools/kestrin/AlertsCommand.hpp"
+#include "tools/kestrin/CommandSupport.hpp"
 #include "tools/kestrin/CompanionCommands.hpp"
 #include "tools/kestrin/DeparturesCommand.hpp"
 #include "tools/kestrin/DiagnosticsCommand.hpp"
@@ -35,25 +36,35 @@
 
 #include <CLI/CLI.hpp>
 
-#include <fstream>
+#include <exception>
+#include <functional>
 #include <iostream>
 
 namespace {
 
 int printReadings(const std::filesystem::path& path) {
-  std::ifstream file(path);
-  if (!file) {
-    std::cerr << "kestrin: cannot open " << path.string() << "\n";
-    return 1;
+  const auto readings = kestrin::tool::decodeJsonFile(
+      path, std::cerr, [](const batterycore::Json& json) { return kestrin::app::decodeReadings(json); });
+  if (!readings) return 1;
+  std::cout << kestrin::app::renderReadingTable(*readings);
+  return 0;
+}
+
+// What the dispatched command answers; an exception none of them caught is
+// said in one line as a last resort, never left to end the process.
+int dispatch(int argc, char** argv, CLI::App& app, const std::function<int()>& run) {
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // --help and --version print what they always print.
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
+    std::cerr << "kestrin: " << kestrin::tool::singleLine(error.what()) << "\n";
+    return 2;
   }
   try {
-    const auto json = batterycore::Json::parse(file);
-    std::cout << kestrin::app::renderReadingTable(kestrin::app::decodeReadings(json));
-    return 0;
-  } catch (const batterycore::Json::parse_error& error) {
-    std::cerr << "kestrin: " << path.string() << " is not valid JSON: " << error.what() << "\n";
-  } catch (const batterycore::DecodingError& error) {
-    std::cerr << "kestrin: " << path.string() << ": " << error.what() << "\n";
+    return run();
+  } catch (const std::exception& error) {
+    std::cerr << "kestrin: " << kestrin::tool::problemText(error) << "\n";
   }
   return 1;
 }
@@ -89,35 +100,35 @@ int main(int argc, char** argv) {
   const auto report = kestrin::tool::addReportCommand(app);
   const auto exportCommand = kestrin::tool::addExportCommand(app);
   const auto diagnostics = kestrin::tool::addDiagnosticsCommand(app);
-  CLI11_PARSE(app, argc, argv);
+  return dispatch(argc, argv, app, [&]() -> int {
+    const auto scenarios = kestrin::tool::scenarioFolder(argv[0]);
+    if (scenarios) simulate.options->scenarioFolder = scenarios->string();
+    if (simulate.chosen() || *demo) return simulate.run(std::cout, std::cerr);
+    if (replay.chosen()) return replay.run(std::cout, std::cerr);
 
-  const auto scenarios = kestrin::tool::scenarioFolder(argv[0]);
-  if (scenarios) simulate.options->scenarioFolder = scenarios->string();
-  if (simulate.chosen() || *demo) return simulate.run(std::cout, std::cerr);
-  if (replay.chosen()) return replay.run(std::cout, std::cerr);
-
-  if (*readings) {
-    if (!readingsFile.empty()) return printReadings(readingsFile);
-    if (!scenarios) {
-      std::cerr << "kestrin: cannot find the bundled readings (share/kestrin/scenarios)\n";
-      return 1;
+    if (*readings) {
+      if (!readingsFile.empty()) return printReadings(readingsFile);
+      if (!scenarios) {
+        std::cerr << "kestrin: cannot find the bundled readings (share/kestrin/scenarios)\n";
+        return 1;
+      }
+      return printReadings(*scenarios / "readings.json");
     }
-    return printReadings(*scenarios / "readings.json");
-  }
-  if (live.chosen()) return live.run(std::cout, std::cerr);
-  if (settings.chosen()) return settings.run(std::cout, std::cerr);
-  if (service.chosen()) return service.run(std::cin, std::cout, std::cerr);
-  if (explain.chosen()) return explain.run();
-  if (widgetCommands.chosen()) return widgetCommands.run(std::cout, std::cerr);
-  if (departures.chosen()) return departures.run(std::cout, std::cerr);
-  if (health.chosen()) return health.run(std::cout, std::cerr);
-  if (accessories.chosen()) return accessories.run(std::cout, std::cerr);
-  if (companion.chosen()) return companion.run(std::cout, std::cerr);
-  if (report.chosen()) return report.run(std::cout, std::cerr);
-  if (exportCommand.chosen()) return exportCommand.run(std::cout, std::cerr);
-  if (diagnostics.chosen()) return diagnostics.run(std::cout, std::cerr);
-  if (*alerts) return kestrin::tool::runAlertsCommand(alertsOptions, std::cout, std::cerr);
-  if (*texts) return kestrin::tool::runTextsCommand(textsOptions, std::cout, std::cerr);
-  std::cout << app.help();
-  return 0;
+    if (live.chosen()) return live.run(std::cout, std::cerr);
+    if (settings.chosen()) return settings.run(std::cout, std::cerr);
+    if (service.chosen()) return service.run(std::cin, std::cout, std::cerr);
+    if (explain.chosen()) return explain.run();
+    if (widgetCommands.chosen()) return widgetCommands.run(std::cout, std::cerr);
+    if (departures.chosen()) return departures.run(std::cout, std::cerr);
+    if (health.chosen()) return health.run(std::cout, std::cerr);
+    if (accessories.chosen()) return accessories.run(std::cout, std::cerr);
+    if (companion.chosen()) return companion.run(std::cout, std::cerr);
+    if (report.chosen()) return report.run(std::cout, std::cerr);
+    if (exportCommand.chosen()) return exportCommand.run(std::cout, std::cerr);
+    if (diagnostics.chosen()) return diagnostics.run(std::cout, std::cerr);
+    if (*alerts) return kestrin::tool::runAlertsCommand(alertsOptions, std::cout, std::cerr);
+    if (*texts) return kestrin::tool::runTextsCommand(textsOptions, std::cout, std::cerr);
+    std::cout << app.help();
+    return 0;
+  });
 }
