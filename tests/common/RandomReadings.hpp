@@ -13,11 +13,11 @@
 // The battery wanders the way a laptop's does (charging fills it, battery
 // drains it, the charger comes and goes, the limit is switched and moved,
 // the Mac warms up) with now and then a reading out of nowhere. The clock
-// mostly steps 1 to 10 minutes; sometimes it goes back, repeats a moment
-// exactly, lands on a threshold (60 s, 120 s, 600 s, 3900 s and a hair
-// either side) or jumps hours, days or weeks ahead. Moments are whole
-// milliseconds, so they survive the millisecond-precise dates of the
-// persisted records unchanged.
+// mostly steps 1 to 10 minutes (or as a ClockMix says); sometimes it goes
+// back, repeats a moment exactly, lands on a threshold (60 s, 120 s, 600 s,
+// 3900 s and a hair either side) or jumps hours, days or weeks ahead.
+// Moments are whole milliseconds, so they survive the millisecond-precise
+// dates of the persisted records unchanged.
 //
 // KESTRIN_SEED=N runs one seed only; otherwise a fixed list plus one seed
 // new to each run. A seed replays the same stream with the same standard
@@ -44,8 +44,11 @@
 namespace batterycore::testing {
 
 // How often the clock does something other than a plain step. The rest of
-// the time it steps 1 to 10 minutes.
+// the time it steps 1 to 10 minutes, or as far as set here.
 struct ClockMix {
+  std::int64_t shortestStepMillis = 60'000;
+  std::int64_t longestStepMillis = 600'000;
+
   double backwards = 0.02;  // 1 s to 2 days back
   double repeat = 0.02;     // the same moment again
   double edge = 0.02;       // a step right on or next to a threshold
@@ -143,9 +146,9 @@ class RandomReadings {
     if (within(mix_.hours)) return between<std::int64_t>(66 * kMinute, 12 * kHour);
     if (within(mix_.days)) return between<std::int64_t>(kDay, 6 * kDay);
     if (within(mix_.weeks)) return between<std::int64_t>(7 * kDay, 56 * kDay);
-    // Now and then a clock with a fraction of a second.
-    const std::int64_t fraction = chance(0.1) ? between<std::int64_t>(1, 999) : 0;
-    return between<std::int64_t>(1, 10) * kMinute + fraction;
+    // Mostly whole seconds, now and then a clock with a fraction.
+    const std::int64_t step = between(mix_.shortestStepMillis, mix_.longestStepMillis);
+    return chance(0.9) ? std::max<std::int64_t>(kSecond, step / kSecond * kSecond) : step;
   }
 
   LimitState randomLimit() {
