@@ -99,7 +99,7 @@ int fuzzJsonDecoders(const std::uint8_t* data, std::size_t size) {
 
 }  // namespace kestrin::fuzz
 
-#define KESTRIN_JSON_DECODER_FUZZ(...)                                                   \
-  extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {   \
-    return ::kestrin::fuzz::fuzzJsonDecoders<__VA_ARGS__>(data, size);                    \
+#define KESTRIN_JSON_DECODER_FUZZ(...)                                                \
+  extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) { \
+    return ::kestrin::fuzz::fuzzJsonDecoders<__VA_ARGS__>(data, size);                \
   }

@@ -5,10 +5,12 @@
 #include <unicode/timezone.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <limits>
 #include <memory>
+#include <string>
 
 namespace batterycore {
 
@@ -93,11 +95,21 @@ std::optional<Date> parseWith(const icu::SimpleDateFormat* format, const icu::Un
 
 }  // namespace
 
-std::optional<Date> parseIso8601(std::string_view text) {
+std::optional<Date> parseIso8601(std::string_view original) {
   thread_local const Iso8601Parsers parsers;
+  // ICU scales a fraction of more than three digits down by a power of ten
+  // kept in 32 bits, which overflows to zero from the 32nd digit on and then
+  // divides by it. It keeps the first three digits only, so the rest go here.
+  std::string text(original);
+  if (const auto dot = text.find('.'); dot != std::string::npos) {
+    const auto end = std::min(text.find_first_not_of("0123456789", dot + 1), text.size());
+    if (end > dot + 4) text.erase(dot + 4, end - (dot + 4));
+  }
+  // Far longer than "2026-03-07T10:00:00.250+01:00": not a date.
+  if (text.size() > 64) return std::nullopt;
   const auto unicode =
       icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
-  const int fraction = text.find('.') != std::string_view::npos ? 1 : 0;
+  const int fraction = text.find('.') != std::string::npos ? 1 : 0;
   if (auto date = parseWith(parsers.formats[fraction].get(), unicode)) {
     return date;
   }

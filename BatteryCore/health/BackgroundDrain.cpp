@@ -141,7 +141,13 @@ BackgroundDrain::Window windowFromJson(const Json& json) {
         !entry[2].is_number()) {
       throw DecodingError("expected [pid, name, cpu seconds]", "processes");
     }
-    window.processes[entry[0].get<int>()] = {entry[1].get<std::string>(), entry[2].get<double>()};
+    int pid = 0;
+    try {
+      pid = decode<int>(entry[0]);
+    } catch (const DecodingError& error) {
+      throw error.within("processes");
+    }
+    window.processes[pid] = {entry[1].get<std::string>(), entry[2].get<double>()};
   }
   return window;
 }

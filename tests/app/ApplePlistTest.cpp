@@ -80,6 +80,9 @@ TEST(ApplePlist, RefusesWhatIsNotAListOfProperties) {
       {plist("<string>AppleSmartBattery</string>"), "the property list holds no dictionary of battery properties"},
       {plist("<array><integer>1</integer></array>"), "the property list holds no dictionary of battery properties"},
       {plist(std::string(100, '<') + "array>"), "not a valid XML property list"},
+      // XML holds no NUL; the library would stop the program on this string.
+      {plist(std::string("<dict><key>Serial</key><string>X0X0") + '\0' + "0ABC</string></dict>"),
+       "not a valid XML property list: it holds a NUL character"},
       // The posted excerpt stops after its first fifty lines.
       {ioregFixture("ioreg-xml-intel-raycast15996-fragment-1.txt"), "not a valid XML property list"},
   };

@@ -52,6 +52,8 @@ TEST(Date, ReadsAnyFractionLengthAndOffset) {
       {"2026-03-07T05:00:00-05:00", 1772877600.0},
       {"2026-03-07T05:00:00-0500", 1772877600.0},
       {"2026-03-07T10:00:00.5+00:00", 1772877600.5},
+      // Digits past the millisecond are dropped, however many there are.
+      {"2026-03-07T10:00:00.2507777777777777777777777777777777777777Z", 1772877600.25},
   };
   for (const auto& c : cases) {
     const auto date = parseIso8601(c.text);
@@ -61,14 +63,18 @@ TEST(Date, ReadsAnyFractionLengthAndOffset) {
 }
 
 TEST(Date, RejectsTextThatIsNotADate) {
+  // The last ones lie outside the years toIso8601 writes with four digits.
   for (const char* text : {"", "yesterday", "2026-03-07", "2026-03-07T10:00:00", "2026-13-07T10:00:00Z",
-                           "2026-03-07T10:00:00Zjunk", "2026-02-30T10:00:00Z"}) {
+                           "2026-03-07T10:00:00Zjunk", "2026-02-30T10:00:00Z", "52026-03-07T10:00:00Z",
+                           "9999-12-31T23:00:00-01:00", "0001-01-01T00:30:00+01:00"}) {
     EXPECT_FALSE(parseIso8601(text).has_value()) << text;
   }
 }
 
 TEST(Date, RoundTripsThroughText) {
-  for (const double seconds : {0.0, 1767225600.0, 1767225600.125, 1893456000.999}) {
+  // Before 1582 too: both directions count in the proleptic Gregorian calendar.
+  for (const double seconds : {0.0, 1767225600.0, 1767225600.125, 1893456000.999, -30610224000.0,
+                               -62135596800.0, 253402300799.999}) {
     const Date date = dateFromSecondsSince1970(seconds);
     const auto back = parseIso8601(toIso8601(date));
     ASSERT_TRUE(back);

@@ -171,6 +171,12 @@ TEST_F(BackgroundDrainTest, ReadsBackWhatItWrites) {
   EXPECT_THROW(BackgroundDrain::fromJson(Json{{"open", {{"openedAt", 0}, {"batteryLevel", 1}, {"processes", {{1, 2}}}}}}),
                DecodingError);
   EXPECT_THROW(BackgroundDrain::fromJson(Json::array()), DecodingError);
+  // A process id beyond int is refused, not read as another process.
+  const Json farPid{{"open",
+                     {{"openedAt", "2026-04-16T16:08:00Z"},
+                      {"batteryLevel", 76.0},
+                      {"processes", Json::array({Json::array({4294967298LL, "indexer", 1.0})})}}}};
+  EXPECT_THROW(BackgroundDrain::fromJson(farPid), DecodingError);
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 
 #include <exception>
 #include <filesystem>
-#include <iosfwd>
 #include <optional>
 #include <ostream>
 #include <string>

@@ -138,7 +138,8 @@ CompanionCommands addCompanionCommands(CLI::App& app) {
   auto& energy = *commands.energyOptions;
   commands.energy = app.add_subcommand("energy", "Which programs use the most power right now");
   commands.energy->add_option("--seconds", energy.seconds, "How long to watch (default 2)");
-  commands.energy->add_option("--top", energy.top, "How many programs to name (default 8)")->check(CLI::Range(1, 1000));
+  commands.energy->add_option("--top", energy.top, "How many programs to name (default 8)")
+      ->check(CLI::Range(1, 1000));
   commands.energy->add_option("--proc", energy.procRoot, "The process table (default /proc)");
   commands.energy->add_option("--powercap", energy.powercapRoot, "The RAPL counters (default /sys/class/powercap)");
   commands.energy->add_option("--sysfs", energy.sysfsRoot, "The power supplies (default /sys/class/power_supply)");

@@ -48,7 +48,9 @@ int runDiagnostics(const DiagnosticsOptions& options, std::ostream& out, std::os
     auto stored = app::readStoredState(*folder);
     // A stored language ICU cannot use is said; the report still comes, in the
     // process's language: it is what a person sends when something is wrong.
-    if (options.locale.empty() && stored.settings.locale) (void)useLocale(*stored.settings.locale, err, "the locale setting");
+    if (options.locale.empty() && stored.settings.locale) {
+      (void)useLocale(*stored.settings.locale, err, "the locale setting");
+    }
     input.state = std::move(stored.state);
     input.settings = std::move(stored.settings);
     for (const auto& damage : stored.damaged) input.unreadable.push_back(damage.line);

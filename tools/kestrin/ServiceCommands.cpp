@@ -12,8 +12,8 @@
 
 #include <filesystem>
 #include <istream>
-#include <system_error>
 #include <ostream>
+#include <system_error>
 
 namespace kestrin::tool {
 
@@ -31,7 +31,8 @@ std::optional<app::FullChargeOptions> settingsDefaults(const std::string& stateF
   if (!checkFolderOption(*folder, "--state", err)) return std::nullopt;
   const auto file = *folder / "settings.json";
   if (std::error_code missing; !std::filesystem::exists(file, missing)) return app::FullChargeOptions{};
-  return decodeJsonFile(file, err, [](const batterycore::Json& json) { return app::Settings::fromJson(json).fullCharge; });
+  return decodeJsonFile(file, err,
+                        [](const batterycore::Json& json) { return app::Settings::fromJson(json).fullCharge; });
 }
 
 int ask(ServiceRequest request, std::ostream& out, std::ostream& err) {

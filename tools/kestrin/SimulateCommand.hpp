@@ -20,8 +20,9 @@ class App;
 namespace kestrin::tool {
 
 // A scenario by name (one of the bundled ones in `folder`) or by path, read
-// and checked, its calendar file made absolute; absent with one line on
-// `err` naming the file and the problem.
+// and checked (a known time zone, at most ten years, a calendar file that
+// reads), its calendar file made absolute; absent with one line on `err`
+// naming the file and the problem.
 std::optional<app::simulation::Scenario> loadScenario(const std::string& nameOrPath, const std::string& folder,
                                                       std::ostream& err);
 
