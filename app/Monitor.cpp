@@ -49,13 +49,15 @@ bool sameClosedDays(const HighChargeLedger& a, const HighChargeLedger& b) {
 
 // The closed days with the newest day put back. The closed file is written
 // before the newest day's, so after a crash between the two the newest file
-// may still hold an earlier state of a day the closed file has: the record
-// that sampled more wins.
+// may still hold an earlier state of the day the closed file ends with: the
+// record that sampled more wins. Any other day is appended, even one whose key
+// sorts before the last closed day: after the clock went back across midnight
+// or a move west, the ledger books that day again as its newest record.
 HighChargeLedger joinedLedger(HighChargeLedger closed, const HighChargeLedger& newest) {
   for (const auto& day : newest.days) {
     if (!closed.days.empty() && closed.days.back().day == day.day) {
       if (day.minutesSampled > closed.days.back().minutesSampled) closed.days.back() = day;
-    } else if (closed.days.empty() || closed.days.back().day < day.day) {
+    } else {
       closed.days.push_back(day);
       if (closed.days.size() > HighChargeLedger::keepDays) closed.days.erase(closed.days.begin());
     }

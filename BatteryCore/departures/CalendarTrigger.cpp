@@ -57,6 +57,15 @@ bool stillAhead(const CalendarEvent& event, Date now, const Calendar& calendar) 
   return now < CalendarTrigger::closes(event.start, event.allDay, calendar);
 }
 
+// Whether the event starts close enough to now to matter: a trip opens on the
+// evening before and closes by the end of its own day, never more than two
+// days either side. A plain comparison of dates, checked before anything that
+// needs the calendar, the key or the title, since most events are far off.
+bool nearNow(const CalendarEvent& event, Date now) {
+  constexpr Seconds reach = std::chrono::hours{72};
+  return event.start > now - reach && event.start < now + reach;
+}
+
 // Found on its own day: the evening before had passed when it was first seen.
 bool foundLate(const CalendarEvent& event, Date now, const Calendar& calendar) {
   return calendar.daysBetween(now, event.start) <= 0;
@@ -114,6 +123,7 @@ std::optional<CalendarTrigger::Start> CalendarTrigger::decision(
 
   const CalendarEvent* chosen = nullptr;
   for (const auto& event : events) {
+    if (!nearNow(event, now)) continue;
     if (chosen != nullptr && !earlier(event, *chosen)) continue;
     const std::string key = event.key();
     if (state.handled.contains(key) || state.skipped.contains(key)) continue;
@@ -145,6 +155,7 @@ CalendarTrigger CalendarTrigger::seen(const CalendarTrigger& state, std::span<co
 
   const CalendarEvent* chosen = nullptr;
   for (const auto& event : events) {
+    if (!nearNow(event, now)) continue;
     if (chosen != nullptr && !earlier(event, *chosen)) continue;
     if (next.handled.contains(event.key())) continue;
     const int days = calendar.daysBetween(now, event.start);

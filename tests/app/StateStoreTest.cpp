@@ -120,9 +120,6 @@ TEST_F(StateStoreTest, SavingLeavesNoTemporaryFiles) {
   EXPECT_TRUE(filesStartingWith(".limit.json").empty());
 }
 
-}  // namespace
-}  // namespace kestrin::app
-
 // A file-size limit (ulimit -f) makes every write of more than a few bytes
 // fail with EFBIG, which root cannot override either.
 class FileSizeLimit {
@@ -202,3 +199,6 @@ TEST_F(StateStoreTest, AWriteReplacesALinkPlantedAtTheStatePathInsteadOfFollowin
   EXPECT_EQ(widget::readWholeFile(target), "precious\n");
   fs::remove(target);
 }
+
+}  // namespace
+}  // namespace kestrin::app
