@@ -1,5 +1,6 @@
 #include "BatteryCore/departures/DepartureLedger.hpp"
 
+#include <algorithm>
 #include <iterator>
 
 namespace batterycore {
@@ -18,6 +19,11 @@ DepartureLedger::Unplug DepartureLedger::Unplug::fromJson(const Json& json) {
 DepartureLedger DepartureLedger::step(const DepartureLedger& ledger, const std::optional<BatterySnapshot>& previous,
                                       const BatterySnapshot& current, std::optional<Date> lastTick, Date now) {
   if (!previous || !previous->pluggedIn || current.pluggedIn) return ledger;
+  // The same unplug seen again, by a run that went on from a point before it,
+  // is learned once.
+  if (std::any_of(ledger.unplugs.begin(), ledger.unplugs.end(), [now](const Unplug& u) { return u.at == now; })) {
+    return ledger;
+  }
 
   const bool afterWake = !lastTick || (now - *lastTick) > maxGap;
   DepartureLedger next = ledger;

@@ -114,7 +114,7 @@ ScenarioAccessory ScenarioAccessory::fromJson(const Json& json) {
   accessory.startPercent = valueOr<double>(json, "percent", accessory.startPercent);
   accessory.perDay = valueOr<double>(json, "perDay", accessory.perDay);
   accessory.chargedOnDays = valueOr<std::vector<int>>(json, "chargedOnDays", {});
-  if (accessory.startPercent < 0 || accessory.startPercent > 100) {
+  if (!(accessory.startPercent >= 0 && accessory.startPercent <= 100)) {
     throw DecodingError("a percentage from 0 to 100", "percent");
   }
   if (accessory.perDay < 0) throw DecodingError("percent used per day, 0 or more", "perDay");
@@ -162,6 +162,17 @@ Scenario Scenario::fromJson(const Json& json) {
   if (s.days < 1) throw DecodingError("a scenario lasts at least one day", "days");
   if (s.limit < 50 || s.limit > 100) throw DecodingError("the limit is a percentage from 50 to 100", "limit");
   if (!batterycore::parseDayKey(s.start)) throw DecodingError("expected a day like \"2026-03-02\"", "start");
+  if (!(s.startPercent >= 0 && s.startPercent <= 100)) {
+    throw DecodingError("a percentage from 0 to 100", "startPercent");
+  }
+  if (s.designCapacity < 1) throw DecodingError("a capacity in mAh, 1 or more", "battery.designCapacity");
+  if (s.fullChargeCapacity < 1) throw DecodingError("a capacity in mAh, 1 or more", "battery.fullChargeCapacity");
+  if (s.cycleCount < 0) throw DecodingError("a count of cycles, 0 or more", "battery.cycleCount");
+  if (s.designCycleCount < 1) throw DecodingError("a count of cycles, 1 or more", "battery.designCycleCount");
+  if (s.adapterWatts < 1) throw DecodingError("watts, 1 or more", "adapter.watts");
+  if (!(s.pluggedLoadW >= 0) || !(s.nightLoadW >= 0)) {
+    throw DecodingError("watts, 0 or more", s.pluggedLoadW >= 0 ? "nightLoad" : "pluggedLoad");
+  }
   return s;
 }
 

@@ -53,6 +53,8 @@ const Case kCases[] = {
     {"simulate @/wrong-type.json", 1, "@/wrong-type.json"},
     {"simulate @/folder.json", 1, "@/folder.json"},
     {"simulate @/mars.json", 1, "@/mars.json"},
+    {"simulate @/no-capacity.json", 1, "battery.designCapacity"},
+    {"simulate @/overfull.json", 1, "startPercent"},
     {"simulate @/no-calendar.json", 1, "@/nowhere.ics"},
     {"simulate @/bad-calendar.json", 1, "@/bad.ics"},
     {"simulate no-such-scenario", 1, "no-such-scenario"},
@@ -140,6 +142,8 @@ class BadInput : public ::testing::TestWithParam<Case> {
     write("wrong-type.json", R"({"name": 5})");
     write("samples-wrong.json", R"([{"at": 5, "maxCapacity": "full"}])");
     write("mars.json", R"({"name": "mars", "timeZone": "Mars/Olympus", "days": 1})");
+    write("no-capacity.json", R"({"name": "flat", "days": 1, "battery": {"designCapacity": 0}})");
+    write("overfull.json", R"({"name": "overfull", "days": 1, "startPercent": 500})");
     write("no-calendar.json", R"({"name": "trips", "days": 1, "calendar": "nowhere.ics"})");
     write("bad-calendar.json", R"({"name": "trips", "days": 1, "calendar": "bad.ics"})");
     write("bad.ics", "BEGIN:VCALENDAR\nBEGIN:VEVENT\nDTSTART:yesterday\n");

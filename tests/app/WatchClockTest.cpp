@@ -4,6 +4,7 @@
 
 #include "KestrinWidget/WidgetSnapshot.hpp"
 #include "app/live/HostTimeZone.hpp"
+#include "tests/app/HeldBattery.hpp"
 #include "tests/readings/Readings.hpp"
 
 #include <gtest/gtest.h>
@@ -26,20 +27,6 @@ using batterycore::Date;
 using batterycore::HighChargeLedger;
 using batterycore::LimitState;
 using namespace std::chrono_literals;
-
-// Plugged in and held at 90%, the limit following the switch.
-struct HeldBattery final : batterycore::BatterySource, LimitController {
-  BatterySnapshot reading = batterycore::testing::reading(90, true, false, LimitState::on(80));
-  std::optional<BatterySnapshot> read() override { return reading; }
-  std::optional<std::string> switchOn() override {
-    reading.limit = LimitState::on(80);
-    return std::nullopt;
-  }
-  std::optional<std::string> switchOff() override {
-    reading.limit = LimitState::off(80);
-    return std::nullopt;
-  }
-};
 
 double minutesSampled(const HighChargeLedger& ledger) {
   return std::accumulate(ledger.days.begin(), ledger.days.end(), 0.0,
@@ -71,7 +58,7 @@ class WatchClockTest : public ::testing::Test {
 
   fs::path folder_ = fs::temp_directory_path() / ("kestrin-watch-clock-" + std::to_string(::getpid()) + "-" +
                                                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
-  HeldBattery battery_;
+  testing::HeldBattery battery_{90};
   widget::AppGroup group_ = widget::AppGroup::inFolder(folder_ / "group");
   StateStore store_{folder_ / "state", {}, false};
   Monitor monitor_{battery_, battery_, Calendar::gregorian("Europe/Berlin", "de_DE"), watchHooks(group_, {})};

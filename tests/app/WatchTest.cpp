@@ -4,6 +4,7 @@
 #include "KestrinWidget/WidgetSnapshot.hpp"
 #include "tests/app/NotificationServer.hpp"
 #include "tests/app/PrivateBus.hpp"
+#include "tests/app/HeldBattery.hpp"
 #include "tests/readings/Readings.hpp"
 
 #include <gtest/gtest.h>
@@ -26,20 +27,6 @@ using batterycore::LimitState;
 using batterycore::Seconds;
 using batterycore::ThermalLevel;
 using namespace std::chrono_literals;
-
-// A plugged-in laptop held at 80%, whose limit follows the switch.
-struct HeldBattery final : batterycore::BatterySource, LimitController {
-  BatterySnapshot reading = batterycore::testing::reading(80, true, false, LimitState::on(80));
-  std::optional<BatterySnapshot> read() override { return reading; }
-  std::optional<std::string> switchOn() override {
-    reading.limit = LimitState::on(80);
-    return std::nullopt;
-  }
-  std::optional<std::string> switchOff() override {
-    reading.limit = LimitState::off(80);
-    return std::nullopt;
-  }
-};
 
 class WatchTest : public ::testing::Test {
  protected:
@@ -68,7 +55,7 @@ class WatchTest : public ::testing::Test {
 
   fs::path folder_ = fs::temp_directory_path() / ("kestrin-watch-" + std::to_string(::getpid()) + "-" +
                                                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
-  HeldBattery battery_;
+  testing::HeldBattery battery_{80};
   widget::AppGroup group_ = widget::AppGroup::inFolder(folder_ / "group");
   StateStore store_{folder_ / "state", {}, false};
   Monitor monitor_{battery_, battery_, Calendar::utc(), watchHooks(group_, {})};

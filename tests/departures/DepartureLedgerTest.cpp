@@ -83,6 +83,16 @@ TEST(DepartureLedger, UnplugsAMinuteApartAreBothRecorded) {
   EXPECT_EQ(ledger.unplugs, (std::vector<DepartureLedger::Unplug>{{first, false}, {second, false}}));
 }
 
+TEST(DepartureLedger, TheSameUnplugSeenAgainIsLearnedOnce) {
+  // A run that goes on from a point before the unplug meets it a second time.
+  const Date moment = at("2026-03-02T08:00:00Z");
+  auto ledger = DepartureLedger::step(DepartureLedger{}, reading(80, true, moment - 60s), reading(80, false, moment),
+                                      moment - 60s, moment);
+  ledger = DepartureLedger::step(ledger, reading(80, true, moment - 60s), reading(80, false, moment), moment - 60s,
+                                 moment);
+  EXPECT_EQ(ledger.unplugs, (std::vector<DepartureLedger::Unplug>{{moment, false}}));
+}
+
 TEST(DepartureLedger, KeepsTheLatestFourHundred) {
   DepartureLedger ledger;
   const Date start = at("2026-01-01T08:00:00Z");

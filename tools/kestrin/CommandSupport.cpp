@@ -93,6 +93,24 @@ bool checkFolderOption(const fs::path& folder, std::string_view option, std::ost
   return false;
 }
 
+std::optional<app::StoredState> readServiceState(const fs::path& folder, bool localeGiven, std::ostream& err) {
+  if (!checkFolderOption(folder, "--state", err)) return std::nullopt;
+  if (!fs::is_directory(folder)) {
+    err << "kestrin: no state folder at " << folder.string() << " (is kestrin watch running?)\n";
+    return std::nullopt;
+  }
+  auto stored = app::readStoredState(folder);
+  if (!stored.damaged.empty()) {
+    err << "kestrin: " << singleLine(stored.damaged.front().line) << "\n";
+    return std::nullopt;
+  }
+  if (!localeGiven && stored.settings.locale &&
+      !useLocale(*stored.settings.locale, err, (folder / "settings.json").string() + ": locale")) {
+    return std::nullopt;
+  }
+  return stored;
+}
+
 std::string singleLine(std::string text) {
   std::replace(text.begin(), text.end(), '\r', ' ');
   std::replace(text.begin(), text.end(), '\n', ' ');

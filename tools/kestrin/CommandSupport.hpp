@@ -7,6 +7,7 @@
 #include "BatteryCore/foundation/Calendar.hpp"
 #include "BatteryCore/foundation/Date.hpp"
 #include "BatteryCore/foundation/Json.hpp"
+#include "app/StoredState.hpp"
 
 #include <exception>
 #include <filesystem>
@@ -46,6 +47,14 @@ bool knownTimeZone(const std::string& name);
 // False, with a line on `err`, when `folder` (given with `option`) is there
 // but is not a folder; a folder that is missing is each command's to judge.
 bool checkFolderOption(const std::filesystem::path& folder, std::string_view option, std::ostream& err);
+
+// The service's states in `folder` (given with --state), read as they are: a
+// damaged file stays where it is for the service. Unless `localeGiven`, the
+// locale of the folder's settings is put in use. Absent, with a line on `err`,
+// when the folder is missing or not a folder, a file is damaged or the
+// settings name a locale ICU does not know.
+std::optional<app::StoredState> readServiceState(const std::filesystem::path& folder, bool localeGiven,
+                                                 std::ostream& err);
 
 // What an exception says, on one line, without the JSON library's
 // "[json.exception.parse_error.101] " tag.

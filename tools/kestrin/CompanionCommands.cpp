@@ -98,25 +98,11 @@ int runPlans(const PlansOptions& options, std::ostream& out, std::ostream& err) 
     level = levelOption(options.level, err);
     if (!level) return 2;
   }
-  if (!checkFolderOption(*folder, "--state", err)) return 1;
-  if (!fs::is_directory(*folder)) {
-    err << "kestrin: no state folder at " << folder->string() << " (is kestrin watch running?)\n";
-    return 1;
-  }
-
-  // Read as they are: a damaged file stays where it is for the service.
-  auto stored = app::readStoredState(*folder);
-  if (!stored.damaged.empty()) {
-    err << "kestrin: " << singleLine(stored.damaged.front().line) << "\n";
-    return 1;
-  }
-  auto& settings = stored.settings;
-  if (options.locale.empty() && settings.locale &&
-      !useLocale(*settings.locale, err, (*folder / "settings.json").string() + ": locale")) {
-    return 1;
-  }
+  auto stored = readServiceState(*folder, !options.locale.empty(), err);
+  if (!stored) return 1;
+  auto& settings = stored->settings;
   if (level) settings.level = *level;
-  const auto lines = app::planLines(stored.state, settings, now, calendar);
+  const auto lines = app::planLines(stored->state, settings, now, calendar);
 
   out << Meaning::text("plans.title", "Coming up") << "\n\n";
   if (lines.empty()) out << Meaning::text("plans.empty", "Nothing planned right now.") << "\n";

@@ -116,25 +116,12 @@ int runReport(const ReportOptions& options, std::ostream& out, std::ostream& err
       err << "kestrin: no folder for the states; give --state DIR\n";
       return 2;
     }
-    if (!checkFolderOption(*folder, "--state", err)) return 1;
-    if (!fs::is_directory(*folder)) {
-      err << "kestrin: no state folder at " << folder->string() << " (is kestrin watch running?)\n";
-      return 1;
-    }
-    // Read as they are: a damaged file stays where it is for the service.
-    auto stored = app::readStoredState(*folder);
-    if (!stored.damaged.empty()) {
-      err << "kestrin: " << singleLine(stored.damaged.front().line) << "\n";
-      return 1;
-    }
-    loaded.settings = std::move(stored.settings);
-    loaded.state = std::move(stored.state);
+    auto stored = readServiceState(*folder, !options.locale.empty(), err);
+    if (!stored) return 1;
+    loaded.settings = std::move(stored->settings);
+    loaded.state = std::move(stored->state);
     loaded.end = std::chrono::time_point_cast<batterycore::Seconds>(std::chrono::system_clock::now());
     loaded.timeZone = options.timeZone.empty() ? systemTimeZone() : options.timeZone;
-    if (options.locale.empty() && loaded.settings.locale &&
-        !useLocale(*loaded.settings.locale, err, (*folder / "settings.json").string() + ": locale")) {
-      return 1;
-    }
     if (options.includeSerial) serial = batterySerial();
   }
 
