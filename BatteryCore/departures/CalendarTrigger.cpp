@@ -7,6 +7,7 @@
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <cstring>
 #include <tuple>
 #include <vector>
@@ -24,6 +25,18 @@ bool isTurkic(const icu::Locale& locale) {
 // Text as compared: lower-cased by the locale's rules (Turkish "I" is "ı"),
 // case folded ("ß" and "SS" alike), then composed, so "é" typed as e and an
 // accent matches "é" typed as one character.
+bool isAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+std::string asciiLower(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
+
 icu::UnicodeString comparable(std::string_view text, const icu::Locale& locale) {
   icu::UnicodeString unicode =
       icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
@@ -95,6 +108,19 @@ bool CalendarTrigger::isTrip(const CalendarEvent& event, std::span<const std::st
                              std::string_view locale) {
   if (event.allDay && allDayCounts) return true;
   if (event.title.empty()) return false;
+  // Plain ASCII compares as ASCII lower case (the same as folding it), except
+  // in Turkish and Azeri, whose "I" lowers to a dotless "ı".
+  const bool turkic = locale.starts_with("tr") || locale.starts_with("az");
+  if (!turkic && isAscii(event.title) &&
+      std::all_of(keywords.begin(), keywords.end(), [](const std::string& k) { return isAscii(k); })) {
+    const std::string title = asciiLower(event.title);
+    for (const auto& keyword : keywords) {
+      const std::string word = asciiLower(keyword);
+      if (word.find_first_not_of(" \t\n\v\f\r") == std::string::npos) continue;
+      if (title.find(word) != std::string::npos) return true;
+    }
+    return false;
+  }
   const icu::Locale language(std::string(locale).c_str());
   const icu::UnicodeString title = comparable(event.title, language);
   for (const auto& keyword : keywords) {
@@ -125,10 +151,10 @@ std::optional<CalendarTrigger::Start> CalendarTrigger::decision(
   for (const auto& event : events) {
     if (!nearNow(event, now)) continue;
     if (chosen != nullptr && !earlier(event, *chosen)) continue;
-    const std::string key = event.key();
-    if (state.handled.contains(key) || state.skipped.contains(key)) continue;
     if (now < opens(event.start, calendar) || !stillAhead(event, now, calendar)) continue;
     if (!isTrip(event, keywords, allDayCounts, calendar.locale())) continue;
+    const std::string key = event.key();
+    if (state.handled.contains(key) || state.skipped.contains(key)) continue;
     chosen = &event;
   }
   if (chosen == nullptr) return std::nullopt;
@@ -157,10 +183,10 @@ CalendarTrigger CalendarTrigger::seen(const CalendarTrigger& state, std::span<co
   for (const auto& event : events) {
     if (!nearNow(event, now)) continue;
     if (chosen != nullptr && !earlier(event, *chosen)) continue;
-    if (next.handled.contains(event.key())) continue;
     const int days = calendar.daysBetween(now, event.start);
     if (days < 0 || days > 1 || !stillAhead(event, now, calendar)) continue;
     if (!isTrip(event, keywords, allDayCounts, calendar.locale())) continue;
+    if (next.handled.contains(event.key())) continue;
     chosen = &event;
   }
   if (chosen == nullptr) {

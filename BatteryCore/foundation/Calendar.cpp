@@ -165,24 +165,18 @@ Date Calendar::onSameDay(Date date, int hour, int minute) const {
 
 Date Calendar::addingDays(Date date, int days) const {
   if (days == 0) return date;
-  // Whole days from a day start land on a day start, found from the cache
-  // when the days in between are known.
-  if (const Day* from = cachedDay(date); from && date == from->start) {
-    Date at = from->start;
-    int left = days;
-    while (left > 0) {
-      const Day* known = cachedDay(at);
-      if (!known) break;
-      at = known->end;
-      --left;
-    }
-    while (left < 0) {
-      const Day* before = cachedDay(at - Seconds{1});
-      if (!before) break;
-      at = before->start;
-      ++left;
-    }
-    if (left == 0) return at;
+  // A few days on, from the cached days: whole days from a day start land on
+  // a day start; any other moment keeps its time of day when neither day has
+  // a clock change. Everything else is ICU's.
+  if (days >= -7 && days <= 7) {
+    const Day& from = day(date);
+    const Seconds into = date - from.start;
+    const bool fromPlain = from.plain();
+    Date at = from.start;
+    for (int left = days; left > 0; --left) at = day(at).end;
+    for (int left = days; left < 0; ++left) at = day(at - Seconds{1}).start;
+    if (into == Seconds{0}) return at;
+    if (fromPlain && day(at).plain()) return at + into;
   }
   UErrorCode status = U_ZERO_ERROR;
   calendar_->setTime(toUDate(date), status);

@@ -77,6 +77,25 @@ TEST(Calendar, DaysAcrossDaylightSavingAreCalendarDays) {
   EXPECT_EQ(berlin.daysBetween(sundayNoon, saturdayNoon), -1);
 }
 
+TEST(Calendar, AddingDaysKeepsTheTimeOfDayAroundAClockChange) {
+  // Every hour of the week around Berlin's spring change, a few days either way.
+  const auto berlin = Calendar::gregorian("Europe/Berlin");
+  for (Date moment = at("2026-03-25T00:00:00Z"); moment < at("2026-04-02T00:00:00Z"); moment += Seconds{3600}) {
+    const auto from = berlin.components(moment);
+    for (int days = -3; days <= 3; ++days) {
+      const Date later = berlin.addingDays(moment, days);
+      const auto to = berlin.components(later);
+      SCOPED_TRACE(toIso8601(moment) + " plus " + std::to_string(days) + " days: " + toIso8601(later));
+      EXPECT_EQ(berlin.daysBetween(moment, later), days);
+      // 02:00 does not exist on the day of the change.
+      if (!(to.day == 29 && to.month == 3 && from.hour == 2)) {
+        EXPECT_EQ(to.hour, from.hour);
+        EXPECT_EQ(to.minute, from.minute);
+      }
+    }
+  }
+}
+
 TEST(Calendar, AddingMonthsKeepsTheDayWhereItExists) {
   const auto utc = Calendar::utc();
   EXPECT_EQ(utc.dayKey(utc.addingMonths(at("2026-01-31T10:00:00Z"), 1)), "2026-02-28");
