@@ -57,7 +57,7 @@ std::optional<batterycore::Json> StateStore::loadJson(std::string_view name) {
 bool StateStore::saveJson(std::string_view name, const batterycore::Json& json) {
   if (blocked_.contains(name)) return false;
   retryUnwritten();
-  std::string text = json.dump(2);
+  std::string text = json.dump();
   text += '\n';
   const auto previous = written_.find(name);
   if (previous != written_.end() && previous->second == text) {
@@ -97,7 +97,7 @@ bool StateStore::retryUnwritten() {
 }
 
 void StateStore::remember(std::string_view name, const batterycore::Json& json) {
-  written_.insert_or_assign(std::string(name), json.dump(2) + "\n");
+  written_.insert_or_assign(std::string(name), json.dump() + "\n");
 }
 
 void StateStore::quarantine(std::string_view name, const std::string& why) {

@@ -62,7 +62,7 @@ void checkRoundTrip(const T& value) {
   std::string text;
   try {
     encoded = batterycore::encode(value);
-    text = encoded.dump(2);  // as the state folder writes it
+    text = encoded.dump();  // as the state folder writes it
   } catch (const std::exception& error) {
     finding(type, std::string("encoding a decoded value threw: ") + error.what());
   }

@@ -21,10 +21,10 @@ HighChargeLedger fullLedger() {
 }
 
 void LedgerDecodeEncode(benchmark::State& state) {
-  const std::string text = encode(fullLedger()).dump(2);
+  const std::string text = encode(fullLedger()).dump();
   for (auto _ : state) {
     const auto ledger = decode<HighChargeLedger>(Json::parse(text));
-    benchmark::DoNotOptimize(encode(ledger).dump(2));
+    benchmark::DoNotOptimize(encode(ledger).dump());
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
 }

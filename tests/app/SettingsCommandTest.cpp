@@ -1,4 +1,5 @@
 // `kestrin settings` run as the real program over a state folder of its own.
+#include "BatteryCore/foundation/Json.hpp"
 #include "KestrinWidget/AppGroup.hpp"
 #include "KestrinWidget/ControlRequest.hpp"
 #include "tests/text/TextTesting.hpp"
@@ -85,7 +86,7 @@ TEST_F(SettingsCommandTest, AValueSetIsStoredAndListed) {
   EXPECT_EQ(set.err, "");
   EXPECT_EQ(set.out,
             "interval  30  default 60\n    Tick interval: How often, in seconds, Kestrin reads the battery.\n");
-  EXPECT_NE(contents(settingsFile()).find("\"interval\": 30"), std::string::npos) << contents(settingsFile());
+  EXPECT_EQ(batterycore::Json::parse(contents(settingsFile())).value("interval", 0), 30) << contents(settingsFile());
 
   const auto list = kestrin("--locale en_US");
   ASSERT_EQ(list.exitCode, 0) << list.err;
