@@ -20,10 +20,13 @@ DepartureLedger DepartureLedger::step(const DepartureLedger& ledger, const std::
                                       const BatterySnapshot& current, std::optional<Date> lastTick, Date now) {
   if (!previous || !previous->pluggedIn || current.pluggedIn) return ledger;
   // The same unplug seen again, by a run that went on from a point before it,
-  // is learned once.
+  // is learned once. So is one learned after the tick before: the tick before
+  // is then an older one kept from a run whose last ticks were not saved, and
+  // the Mac has been unplugged since.
   if (std::any_of(ledger.unplugs.begin(), ledger.unplugs.end(), [now](const Unplug& u) { return u.at == now; })) {
     return ledger;
   }
+  if (lastTick && !ledger.unplugs.empty() && ledger.unplugs.back().at > *lastTick) return ledger;
 
   const bool afterWake = !lastTick || (now - *lastTick) > maxGap;
   DepartureLedger next = ledger;

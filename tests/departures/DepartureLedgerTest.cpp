@@ -93,6 +93,18 @@ TEST(DepartureLedger, TheSameUnplugSeenAgainIsLearnedOnce) {
   EXPECT_EQ(ledger.unplugs, (std::vector<DepartureLedger::Unplug>{{moment, false}}));
 }
 
+TEST(DepartureLedger, AnUnplugLearnedAfterAnOlderSavedTickIsNotLearnedAgain) {
+  // Unplugged at 08:05 and learned then; the saved tick before it is from
+  // 08:00, so the first tick after a restart sees plugged-in, then unplugged.
+  const Date saved = at("2026-03-02T08:00:00Z");
+  const Date unplugged = at("2026-03-02T08:05:00Z");
+  const Date restarted = at("2026-03-02T08:09:00Z");
+  auto ledger = DepartureLedger::step(DepartureLedger{}, reading(80, true, unplugged - 60s),
+                                      reading(80, false, unplugged), unplugged - 60s, unplugged);
+  ledger = DepartureLedger::step(ledger, reading(80, true, saved), reading(79, false, restarted), saved, restarted);
+  EXPECT_EQ(ledger.unplugs, (std::vector<DepartureLedger::Unplug>{{unplugged, false}}));
+}
+
 TEST(DepartureLedger, KeepsTheLatestFourHundred) {
   DepartureLedger ledger;
   const Date start = at("2026-01-01T08:00:00Z");
