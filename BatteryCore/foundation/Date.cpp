@@ -100,6 +100,9 @@ std::optional<Date> parseIso8601(std::string_view original) {
   // ICU scales a fraction of more than three digits down by a power of ten
   // kept in 32 bits, which overflows to zero from the 32nd digit on and then
   // divides by it. It keeps the first three digits only, so the rest go here.
+  // Only what our forms hold: ICU would read more into a number ("207e7777"
+  // as an exponent, which also ends in a division by zero).
+  if (original.find_first_not_of("0123456789-:.+TZ") != std::string_view::npos) return std::nullopt;
   std::string text(original);
   if (const auto dot = text.find('.'); dot != std::string::npos) {
     const auto end = std::min(text.find_first_not_of("0123456789", dot + 1), text.size());

@@ -66,7 +66,9 @@ TEST(Date, RejectsTextThatIsNotADate) {
   // The last ones lie outside the years toIso8601 writes with four digits.
   for (const char* text : {"", "yesterday", "2026-03-07", "2026-03-07T10:00:00", "2026-13-07T10:00:00Z",
                            "2026-03-07T10:00:00Zjunk", "2026-02-30T10:00:00Z", "52026-03-07T10:00:00Z",
-                           "9999-12-31T23:00:00-01:00", "0001-01-01T00:30:00+01:00"}) {
+                           "9999-12-31T23:00:00-01:00", "0001-01-01T00:30:00+01:00",
+                           // ICU read the exponent into the fraction and divided by zero.
+                           "6-2-07T0:10:00.207e7777777777777777777777777777777777777777Z"}) {
     EXPECT_FALSE(parseIso8601(text).has_value()) << text;
   }
 }
