@@ -27,14 +27,6 @@ bool writeAll(int fd, std::string_view bytes) {
   return true;
 }
 
-// The rename itself is only durable once the folder's entry is on disk.
-void syncFolder(const std::filesystem::path& folder) {
-  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
-  (void)::fsync(fd);
-  ::close(fd);
-}
-
 }  // namespace
 
 OwnFile readOwnFile(const std::filesystem::path& path, std::size_t maxBytes) {
@@ -70,6 +62,14 @@ OwnFile readOwnFile(const std::filesystem::path& path, std::size_t maxBytes) {
   }
   ::close(fd);
   return file;
+}
+
+// The rename itself is only durable once the folder's entry is on disk.
+void syncFolder(const std::filesystem::path& folder) {
+  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  (void)::fsync(fd);
+  ::close(fd);
 }
 
 bool createPrivateFolders(const std::filesystem::path& folder) {

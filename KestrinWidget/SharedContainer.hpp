@@ -62,4 +62,7 @@ bool createPrivateFolders(const std::filesystem::path& folder);
 // folder can do without.
 bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, bool durable = true);
 
+// Puts the folder's entries (a rename, a new file) on disk.
+void syncFolder(const std::filesystem::path& folder);
+
 }  // namespace kestrin::widget

@@ -445,61 +445,64 @@ bool Monitor::flushDue(Date now) const { return !saved_ || !flushedAt_ || now - 
 
 bool Monitor::save(StateStore& store, Date now, bool all) {
   const bool first = !saved_;
-  const MonitorState& before = first ? state_ : *saved_;
-  const bool everything = all;  // at shutdown: every state, changed or not
-  auto changed = [&](auto member) { return everything || first || !(state_.*member == before.*member); };
+  if (first) saved_ = state_;
+  MonitorState& saved = *saved_;  // as last written
+  const bool everything = all || first;  // at shutdown: every state, changed or not
+  auto changed = [&](auto member) { return everything || !(state_.*member == saved.*member); };
+  // Writes a state that changed and remembers it as written.
+  auto keep = [&](auto member, std::string_view name, auto stored) {
+    if (!changed(member)) return;
+    store.save(name, stored(state_.*member));
+    saved.*member = state_.*member;
+  };
+  auto same = [](const auto& value) -> const auto& { return value; };
 
   // The settings belong to the person (kestrin settings writes them): only a
   // change made here is written, never a copy read before theirs.
-  if (first || !savedSettings_ || !(*savedSettings_ == settings_)) store.save("settings", settings_);
-  if (changed(&MonitorState::watchdog)) store.save("watchdog", state_.watchdog);
-  if (changed(&MonitorState::calibration)) store.save("calibration", state_.calibration);
-  if (changed(&MonitorState::session)) store.save("session", OptionalSession{state_.session});
-  if (changed(&MonitorState::departures)) store.save("departures", state_.departures);
-  if (changed(&MonitorState::smartTopUp)) store.save("smartTopUp", state_.smartTopUp);
-  if (changed(&MonitorState::trips)) store.save("calendarTrigger", state_.trips);
-  if (changed(&MonitorState::health)) store.save("health", state_.health);
-  if (changed(&MonitorState::milestone)) store.save("milestone", OptionalMilestone{state_.milestone});
-  if (changed(&MonitorState::weekly)) store.save("weekly", state_.weekly);
-  if (changed(&MonitorState::drain)) store.save("drain", state_.drain);
-  if (changed(&MonitorState::policy)) store.save("alertPolicy", state_.policy);
-  if (changed(&MonitorState::alerts)) store.save("alerts", state_.alerts);
+  if (first || !savedSettings_ || !(*savedSettings_ == settings_)) {
+    store.save("settings", settings_);
+    savedSettings_ = settings_;
+  }
   // An alert goes out with every state that led to it, so that a restart
   // right after it neither loses nor repeats it.
   if (changed(&MonitorState::lastOwnChangeAt) || changed(&MonitorState::lastHot) ||
       changed(&MonitorState::alerts)) {
     all = true;
   }
+  keep(&MonitorState::watchdog, "watchdog", same);
+  keep(&MonitorState::calibration, "calibration", same);
+  keep(&MonitorState::session, "session", [](const auto& session) { return OptionalSession{session}; });
+  keep(&MonitorState::departures, "departures", same);
+  keep(&MonitorState::smartTopUp, "smartTopUp", same);
+  keep(&MonitorState::trips, "calendarTrigger", same);
+  keep(&MonitorState::health, "health", same);
+  keep(&MonitorState::milestone, "milestone", [](const auto& milestone) { return OptionalMilestone{milestone}; });
+  keep(&MonitorState::weekly, "weekly", same);
+  keep(&MonitorState::drain, "drain", same);
+  keep(&MonitorState::policy, "alertPolicy", same);
+  keep(&MonitorState::alerts, "alerts", same);
 
   // These change on every tick: at most every ten minutes, or when asked.
   const bool due = all || first || flushDue(now);
   if (due) {
     store.save("monitor", TickRecord{state_.last, state_.lastTick, state_.lastOwnChangeAt, state_.lastHot,
                                      state_.widget, state_.widgetWrittenAt});
-    if (everything || first || !sameClosedDays(state_.highCharge, before.highCharge)) {
+    saved.last = state_.last;
+    saved.lastTick = state_.lastTick;
+    saved.lastOwnChangeAt = state_.lastOwnChangeAt;
+    saved.lastHot = state_.lastHot;
+    saved.widget = state_.widget;
+    saved.widgetWrittenAt = state_.widgetWrittenAt;
+    if (everything || !sameClosedDays(state_.highCharge, saved.highCharge)) {
       store.save("highCharge", closedDays(state_.highCharge));
     }
-    store.save("highChargeToday", newestDay(state_.highCharge));
-    store.save("chargers", state_.chargers);
-    store.save("weakCharger", state_.weakCharger);
-    // The accessories' last levels move with every reading.
-    store.save("accessories", state_.accessories);
+    if (changed(&MonitorState::highCharge)) store.save("highChargeToday", newestDay(state_.highCharge));
+    saved.highCharge = state_.highCharge;
+    keep(&MonitorState::chargers, "chargers", same);
+    keep(&MonitorState::weakCharger, "weakCharger", same);
+    keep(&MonitorState::accessories, "accessories", same);
     flushedAt_ = now;
-    saved_ = state_;
-  } else {
-    // Remember what was written, keeping the unsaved per-tick parts as they were.
-    MonitorState next = state_;
-    next.last = saved_->last;
-    next.lastTick = saved_->lastTick;
-    next.highCharge = saved_->highCharge;
-    next.chargers = saved_->chargers;
-    next.weakCharger = saved_->weakCharger;
-    next.accessories = saved_->accessories;
-    next.widget = saved_->widget;
-    next.widgetWrittenAt = saved_->widgetWrittenAt;
-    saved_ = std::move(next);
   }
-  savedSettings_ = settings_;
   return due;
 }
 

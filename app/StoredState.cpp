@@ -68,8 +68,9 @@ StoredState readStoredState(const fs::path& folder) {
   const ScratchFolder scratch;
   std::vector<std::string> copied;
   for (const auto& entry : fs::directory_iterator(folder, error)) {
-    if (!entry.is_regular_file(error) || entry.path().extension() != ".json") continue;
-    const std::string name = entry.path().stem().string();
+    const bool journal = entry.path().filename() == StateStore::kJournalName;
+    if (!entry.is_regular_file(error) || (entry.path().extension() != ".json" && !journal)) continue;
+    const std::string name = journal ? std::string("journal") : entry.path().stem().string();
     std::error_code copyError;
     fs::copy_file(entry.path(), scratch.path() / entry.path().filename(), copyError);
     if (copyError) {
@@ -81,14 +82,16 @@ StoredState readStoredState(const fs::path& folder) {
 
   std::vector<std::string> reports;
   StateStore store(scratch.path(), [&reports](const std::string& line) { reports.push_back(line); }, false);
+  store.useJournal({"settings"});
   stored.settings = store.load<Settings>("settings", Settings{});
   stored.state = Monitor::readState(store);
 
   // A damaged file was moved aside in the copy: its name is gone there.
   for (const auto& name : copied) {
-    const fs::path copy = store.pathOf(name);
+    const std::string file = name == "journal" ? std::string(StateStore::kJournalName) : name + ".json";
+    const fs::path copy = scratch.path() / file;
     if (fs::exists(copy)) continue;
-    std::string line = (folder / (name + ".json")).string() + " could not be read";
+    std::string line = (folder / file).string() + " could not be read";
     for (const auto& report : reports) {
       if (report.starts_with(copy.string())) line = aboutOriginal(report, scratch.path(), folder);
     }

@@ -128,6 +128,7 @@ TickReport Watch::tick(Date now) {
   if (options_.ticked) options_.ticked(report, now);
   monitor_.save(store_, now);
   if (options_.persist) options_.persist(store_);
+  store_.commit();
   lastTick_ = now;
   return report;
 }
@@ -181,6 +182,7 @@ void Watch::run(const volatile std::sig_atomic_t& stop) {
   }
   monitor_.save(store_, options_.clock(), true);
   if (options_.persist) options_.persist(store_);
+  store_.commit();
   note("stopped; every state saved");
 }
 

@@ -22,22 +22,31 @@ std::string toIso8601(Date date) {
   const auto day = floor<days>(ms);
   const year_month_day ymd{day};
   const hh_mm_ss<milliseconds> time{ms - day};
-  char buffer[40];
   const long long millis = time.subseconds().count();
-  if (millis == 0) {
-    std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02lld:%02lld:%02lldZ",
-                  static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
-                  static_cast<unsigned>(ymd.day()), static_cast<long long>(time.hours().count()),
-                  static_cast<long long>(time.minutes().count()),
-                  static_cast<long long>(time.seconds().count()));
-  } else {
-    std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02lld:%02lld:%02lld.%03lldZ",
-                  static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
-                  static_cast<unsigned>(ymd.day()), static_cast<long long>(time.hours().count()),
-                  static_cast<long long>(time.minutes().count()),
+  const int year = static_cast<int>(ymd.year());
+  if (year < 0 || year > 9999) {
+    char buffer[48];
+    std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02lld:%02lld:%02lld.%03lldZ", year,
+                  static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
+                  static_cast<long long>(time.hours().count()), static_cast<long long>(time.minutes().count()),
                   static_cast<long long>(time.seconds().count()), millis);
+    std::string text = buffer;
+    if (millis == 0) text.erase(text.size() - 5, 4);
+    return text;
   }
-  return buffer;
+  // Written digit by digit: the state files hold many of these.
+  std::string text = millis == 0 ? "0000-00-00T00:00:00Z" : "0000-00-00T00:00:00.000Z";
+  auto digits = [&text](std::size_t at, long long value, int count) {
+    for (int i = count - 1; i >= 0; --i, value /= 10) text[at + static_cast<std::size_t>(i)] = static_cast<char>('0' + value % 10);
+  };
+  digits(0, year, 4);
+  digits(5, static_cast<unsigned>(ymd.month()), 2);
+  digits(8, static_cast<unsigned>(ymd.day()), 2);
+  digits(11, time.hours().count(), 2);
+  digits(14, time.minutes().count(), 2);
+  digits(17, time.seconds().count(), 2);
+  if (millis != 0) digits(20, millis, 3);
+  return text;
 }
 
 namespace {

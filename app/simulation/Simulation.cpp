@@ -120,6 +120,7 @@ void Simulation::run(const Sink& sink, const Progress& progress) {
   std::optional<StateStore> store;
   if (!options_.stateFolder.empty()) {
     store.emplace(options_.stateFolder, StateStore::Reporter{}, options_.durable);
+    store->useJournal({"settings"});
     monitor_.load(*store);
     // A folder left by a run of this scenario that was cut short goes on
     // from where that run last saved, the machine as it was then.
@@ -147,19 +148,22 @@ void Simulation::run(const Sink& sink, const Progress& progress) {
     const TickReport report = monitor_.tick(now);
     for (const auto& event : eventsOf(report, monitor_.settings(), now, lastHeadline)) sink(event);
     battery_.advance(options_.tick);
-    // The machine, as it is after this tick, is saved just before the
-    // monitor's per-tick states: a run cut short between the two books the
-    // minutes since the monitor's last save as one interval, and none twice.
+    // The machine, as it is after this tick, goes into the same journal line
+    // as the monitor's per-tick states: a run cut short resumes from the
+    // last line whole, booking nothing twice.
     if (store) {
       const bool due = monitor_.flushDue(now);
       if (due) store->saveJson(kCheckpoint, battery_.checkpoint());
       if (monitor_.save(*store, now) && !due) store->saveJson(kCheckpoint, battery_.checkpoint());
+      store->commit();
     }
     if (progress && ++step % 1440 == 0) progress(secondsBetween(battery_.start(), battery_.now()) / total);
   }
   if (store) {
     monitor_.save(*store, battery_.now(), true);
     store->saveJson(kCheckpoint, battery_.checkpoint());
+    // A finished run leaves each state in its own file.
+    store->compact();
   }
   if (progress) progress(1.0);
 }

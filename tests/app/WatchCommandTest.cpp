@@ -2,6 +2,7 @@
 // power-supply tree that the test changes underneath it, asked to switch the
 // limit by `kestrin limit` from yet another process, and stopped with SIGTERM.
 #include "KestrinWidget/WidgetSnapshot.hpp"
+#include "app/StateStore.hpp"
 #include "tests/app/SysfsTree.hpp"
 #include "tests/app/ToolProcess.hpp"
 
@@ -104,12 +105,13 @@ TEST_F(WatchCommandTest, TicksOnTheLiveTreeAndStopsWithEveryStateOnDisk) {
   for (const char* name : {"monitor", "watchdog", "calibration", "session", "departures", "smartTopUp",
                            "highCharge", "health", "milestone", "alertPolicy", "alerts", "chargers", "weakCharger",
                            "threshold"}) {
-    EXPECT_TRUE(fs::exists(state() / (std::string(name) + ".json"))) << name;
+    EXPECT_TRUE(StateStore::peek(state(), name)) << name;
   }
   // The last reading is on disk, not only the one from ten minutes ago.
-  const auto monitor = batterycore::Json::parse(contents(state() / "monitor.json"));
-  EXPECT_EQ(monitor.at("last").at("percent"), 78);
-  EXPECT_EQ(batterycore::Json::parse(contents(state() / "threshold.json")), batterycore::Json({{"restore", 80}}));
+  const auto monitor = StateStore::peek(state(), "monitor");
+  ASSERT_TRUE(monitor);
+  EXPECT_EQ(monitor->at("last").at("percent"), 78);
+  EXPECT_EQ(StateStore::peek(state(), "threshold"), batterycore::Json({{"restore", 80}}));
 }
 
 TEST_F(WatchCommandTest, AnswersTheLimitControlBetweenTicksAndRestoresAfterARestart) {
@@ -188,7 +190,7 @@ TEST_F(WatchCommandTest, PutsBackALimitTheFirmwareDroppedDuringSleep) {
   ::kill(pid_, SIGCONT);
   ASSERT_TRUE(eventually([&] { return contents(threshold) == "80"; }, 5s)) << contents(threshold);
   EXPECT_EQ(stop(), 0);
-  const auto alerts = batterycore::Json::parse(contents(state() / "alerts.json"));
+  const auto alerts = StateStore::peek(state(), "alerts").value_or(batterycore::Json::array());
   ASSERT_FALSE(alerts.empty());
   EXPECT_EQ(alerts.back().at("kind"), "limitTurnedOn");
 }

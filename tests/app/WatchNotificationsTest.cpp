@@ -3,6 +3,7 @@
 // captured power-supply tree, and a full charge that ends when the test
 // unplugs the adapter.
 #include "KestrinWidget/WidgetSnapshot.hpp"
+#include "app/StateStore.hpp"
 #include "tests/app/NotificationServer.hpp"
 #include "tests/app/PrivateBus.hpp"
 #include "tests/app/SysfsTree.hpp"
@@ -45,6 +46,12 @@ class WatchNotificationsTest : public ::testing::Test {
     ::unsetenv("KESTRIN_GROUP_DIR");
     ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
     fs::remove_all(work_);
+  }
+
+  // The alerts list as the service last saved it, as text.
+  std::string savedAlerts() const {
+    const auto alerts = StateStore::peek(work_ / "state", "alerts");
+    return alerts ? alerts->dump() : std::string();
   }
 
   // A handheld on its charger, its firmware holding the battery at 80%.
@@ -115,7 +122,7 @@ TEST_F(WatchNotificationsTest, NothingReachesTheDesktopWhenItsSwitchIsOff) {
   ASSERT_TRUE(server.ready()) << server.failure();
   EXPECT_TRUE(fullChargeThenUnplug(server).empty());
   // It is in the alerts list all the same.
-  EXPECT_NE(contents(work_ / "state" / "alerts.json").find("fullChargeRestored"), std::string::npos);
+  EXPECT_NE(savedAlerts().find("fullChargeRestored"), std::string::npos);
 }
 
 TEST_F(WatchNotificationsTest, WithoutANotificationServerTheServiceGoesOn) {
@@ -128,7 +135,7 @@ TEST_F(WatchNotificationsTest, WithoutANotificationServerTheServiceGoesOn) {
   write(tree.root() / "ACAD" / "online", "0\n");
   write(tree.root() / "BAT0" / "status", "Discharging\n");
   EXPECT_TRUE(eventually([&] { return contents(tree.root() / "BAT0" / "charge_control_end_threshold") == "80"; }));
-  EXPECT_TRUE(eventually([&] { return contents(work_ / "state" / "alerts.json").find("fullChargeRestored") !=
+  EXPECT_TRUE(eventually([&] { return savedAlerts().find("fullChargeRestored") !=
                                       std::string::npos; }))
       << "saved with the next tick's states";
   EXPECT_EQ(::kill(pid_, 0), 0) << "still running";

@@ -9,6 +9,7 @@
 #include "KestrinWidget/Clock.hpp"
 #include "KestrinWidget/SetLimitFromControlIntent.hpp"
 #include "app/ServiceRequest.hpp"
+#include "app/StateStore.hpp"
 #include "tools/kestrin/CommandSupport.hpp"
 
 #include <CLI/CLI.hpp>
@@ -87,7 +88,16 @@ int listAlerts(const AlertsOptions& options, DetailLevel level, std::ostream& ou
   if (!checkFolderOption(*folder, "--state", err)) return 1;
   std::vector<BatteryAlert> alerts;
   const auto file = *folder / "alerts.json";
-  if (std::error_code missing; std::filesystem::exists(file, missing)) {
+  // The service's newest list may still be in its journal.
+  if (const auto journaled = app::StateStore::newestInJournal(*folder, "alerts")) {
+    try {
+      alerts = batterycore::decode<std::vector<BatteryAlert>>(*journaled);
+    } catch (const std::exception& error) {
+      err << "kestrin: " << (*folder / app::StateStore::kJournalName).string() << ": alerts: " << problemText(error)
+          << "\n";
+      return 1;
+    }
+  } else if (std::error_code missing; std::filesystem::exists(file, missing)) {
     auto stored = decodeJsonFile(file, err, [](const batterycore::Json& json) {
       return batterycore::decode<std::vector<BatteryAlert>>(json);
     });

@@ -194,6 +194,9 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
         note(line, true);
       },
       true, app::StateStore::WhenUnwritable::keepInMemory);
+  // What changes every few minutes is appended to a journal; the settings,
+  // which `kestrin settings` writes, stay a file of their own.
+  store.useJournal({"settings"});
   // The threshold to put back when the limit is switched on again outlives
   // the process: a limit switched off before a restart can still be restored.
   if (const auto kept = store.loadJson("threshold"); kept && kept->is_object()) {

@@ -7,6 +7,7 @@
 #include "KestrinWidget/SetLimitFromControlIntent.hpp"
 #include "KestrinWidget/SharedContainer.hpp"
 #include "BatteryCore/text/MeaningTimeLeft.hpp"
+#include "app/StateStore.hpp"
 #include "app/Settings.hpp"
 #include "tools/kestrin/CommandSupport.hpp"
 
@@ -34,10 +35,10 @@ void figureAndLine(std::ostream& out, const std::optional<std::string>& figure,
 
 std::optional<std::string> timeLeftFromStates(const std::filesystem::path& stateFolder, batterycore::Date now) {
   constexpr batterycore::Seconds kFreshFor = std::chrono::minutes{15};
-  const auto text = widget::readWholeFile(stateFolder / "monitor.json");
-  if (!text) return std::nullopt;
   try {
-    const auto last = batterycore::optional<batterycore::BatterySnapshot>(batterycore::Json::parse(*text), "last");
+    const auto record = app::StateStore::peek(stateFolder, "monitor");
+    if (!record) return std::nullopt;
+    const auto last = batterycore::optional<batterycore::BatterySnapshot>(*record, "last");
     if (!last || last->pluggedIn || !last->minutesToEmpty || *last->minutesToEmpty <= 0) return std::nullopt;
     if (now < last->at || now - last->at > kFreshFor) return std::nullopt;
     const int since = static_cast<int>((now - last->at) / std::chrono::minutes{1});
