@@ -63,7 +63,11 @@ std::optional<std::string> FileSharedPreferences::data(std::string_view key) con
 
 bool FileSharedPreferences::setData(std::string_view key, std::string_view bytes) {
   const auto file = fileFor(key);
-  return file && writeFileAtomically(*file, bytes);
+  // Atomic, like the system's preferences, but not forced to disk on every
+  // write: what lives here (the widget's copy, a request, the control's
+  // answer) is written again within minutes, and a sync each time would cost
+  // the service a wait on the disk at every widget update.
+  return file && writeFileAtomically(*file, bytes, /*durable=*/false);
 }
 
 std::optional<PreferenceDictionary> FileSharedPreferences::dictionary(std::string_view key) const {

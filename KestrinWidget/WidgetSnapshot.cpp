@@ -72,7 +72,8 @@ bool WidgetSnapshot::write(const SharedContainer& container, SharedPreferences& 
   const std::string bytes = encoded();
   bool stored = true;
   if (const auto folder = container.folder()) {
-    if (!writeFileAtomically(*folder / fileName, bytes)) {
+    // Not forced to disk: the service writes a newer one within minutes.
+    if (!writeFileAtomically(*folder / fileName, bytes, /*durable=*/false)) {
       logNote("could not write the widget snapshot to " + (*folder / fileName).string());
       stored = false;
     }

@@ -25,7 +25,7 @@ Monitor::Hooks watchHooks(const widget::AppGroup& group, std::function<std::stri
     if (group.preferences) {
       snapshot.write(*group.container, *group.preferences);
     } else if (const auto folder = group.container->folder()) {
-      widget::writeFileAtomically(*folder / widget::WidgetSnapshot::fileName, snapshot.encoded());
+      widget::writeFileAtomically(*folder / widget::WidgetSnapshot::fileName, snapshot.encoded(), false);
     }
   };
   return hooks;
