@@ -301,9 +301,24 @@ bool StateStore::compact() {
 std::optional<batterycore::Json> StateStore::newestInJournal(const fs::path& folder, std::string_view name) {
   const auto journal = widget::readWholeFile(folder / kJournalName);
   if (!journal) return std::nullopt;
-  const auto read = journalLines(*journal);
-  for (auto line = read.lines.rbegin(); line != read.lines.rend(); ++line) {
-    if (const auto found = line->find(std::string(name)); found != line->end()) return *found;
+  // From the newest whole line back, parsing only the lines that may hold
+  // the name: a command showing the last reading reads one line, not two
+  // megabytes of them.
+  const std::string key = batterycore::Json(std::string(name)).dump() + ":";
+  const std::string_view text(*journal);
+  constexpr auto none = std::string_view::npos;
+  std::size_t end = text.rfind('\n');  // a last line without one was cut short
+  while (end != none) {
+    const std::size_t previous = end == 0 ? none : text.rfind('\n', end - 1);
+    const std::size_t from = previous == none ? 0 : previous + 1;
+    const auto line = text.substr(from, end - from);
+    if (line.find(key) != std::string_view::npos) {
+      auto json = batterycore::Json::parse(line, nullptr, false);
+      if (!json.is_discarded() && json.is_object()) {
+        if (const auto found = json.find(std::string(name)); found != json.end()) return *found;
+      }
+    }
+    end = previous;
   }
   return std::nullopt;
 }

@@ -55,30 +55,41 @@ namespace {
 // digits and scales them to milliseconds; "XXX" accepts "Z" and "+01:00",
 // "XX" accepts "+0100". A formatter is not safe to share while parsing, and
 // costly to build, so each thread keeps its own four.
-struct Iso8601Parsers {
+class Iso8601Parsers {
+ public:
+
+  // Built when first needed: a program that reads only "Z" times (all of
+  // ours) never pays for the other forms.
+  const icu::SimpleDateFormat* format(int index) {
+    if (!built[index]) {
+      built[index] = true;
+      formats[index] = make(patterns[index]);
+    }
+    return formats[index].get();
+  }
+
+ private:
+  static constexpr const char16_t* patterns[4] = {u"yyyy-MM-dd'T'HH:mm:ssXXX", u"yyyy-MM-dd'T'HH:mm:ss.SXXX",
+                                                  u"yyyy-MM-dd'T'HH:mm:ssXX", u"yyyy-MM-dd'T'HH:mm:ss.SXX"};
+  bool built[4] = {false, false, false, false};
   std::unique_ptr<icu::SimpleDateFormat> formats[4];
 
-  Iso8601Parsers() {
-    const char16_t* patterns[4] = {u"yyyy-MM-dd'T'HH:mm:ssXXX", u"yyyy-MM-dd'T'HH:mm:ss.SXXX",
-                                   u"yyyy-MM-dd'T'HH:mm:ssXX", u"yyyy-MM-dd'T'HH:mm:ss.SXX"};
-    for (int i = 0; i < 4; ++i) {
-      UErrorCode status = U_ZERO_ERROR;
-      auto format = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(patterns[i]),
-                                                            icu::Locale::getRoot(), status);
-      if (U_SUCCESS(status)) {
-        format->adoptTimeZone(icu::TimeZone::createTimeZone("UTC"));
-        format->setLenient(false);
-        // Gregorian all the way back, as toIso8601 writes: ICU's calendar
-        // switches to the Julian one before October 1582, so "1013-05-15"
-        // would read as another day than the one written.
-        std::unique_ptr<icu::Calendar> calendar(format->getCalendar()->clone());
-        if (auto* gregorian = dynamic_cast<icu::GregorianCalendar*>(calendar.get())) {
-          gregorian->setGregorianChange(-std::numeric_limits<double>::max(), status);
-          format->adoptCalendar(calendar.release());
-        }
-        if (U_SUCCESS(status)) formats[i] = std::move(format);
-      }
+  static std::unique_ptr<icu::SimpleDateFormat> make(const char16_t* pattern) {
+    UErrorCode status = U_ZERO_ERROR;
+    auto format =
+        std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(pattern), icu::Locale::getRoot(), status);
+    if (U_FAILURE(status)) return nullptr;
+    format->adoptTimeZone(icu::TimeZone::createTimeZone("UTC"));
+    format->setLenient(false);
+    // Gregorian all the way back, as toIso8601 writes: ICU's calendar
+    // switches to the Julian one before October 1582, so "1013-05-15"
+    // would read as another day than the one written.
+    std::unique_ptr<icu::Calendar> calendar(format->getCalendar()->clone());
+    if (auto* gregorian = dynamic_cast<icu::GregorianCalendar*>(calendar.get())) {
+      gregorian->setGregorianChange(-std::numeric_limits<double>::max(), status);
+      format->adoptCalendar(calendar.release());
     }
+    return U_SUCCESS(status) ? std::move(format) : nullptr;
   }
 };
 
@@ -105,7 +116,7 @@ std::optional<Date> parseWith(const icu::SimpleDateFormat* format, const icu::Un
 }  // namespace
 
 std::optional<Date> parseIso8601(std::string_view original) {
-  thread_local const Iso8601Parsers parsers;
+  thread_local Iso8601Parsers parsers;
   // ICU scales a fraction of more than three digits down by a power of ten
   // kept in 32 bits, which overflows to zero from the 32nd digit on and then
   // divides by it. It keeps the first three digits only, so the rest go here.
@@ -122,10 +133,10 @@ std::optional<Date> parseIso8601(std::string_view original) {
   const auto unicode =
       icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
   const int fraction = text.find('.') != std::string::npos ? 1 : 0;
-  if (auto date = parseWith(parsers.formats[fraction].get(), unicode)) {
+  if (auto date = parseWith(parsers.format(fraction), unicode)) {
     return date;
   }
-  return parseWith(parsers.formats[2 + fraction].get(), unicode);
+  return parseWith(parsers.format(2 + fraction), unicode);
 }
 
 }  // namespace batterycore

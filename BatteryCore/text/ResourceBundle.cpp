@@ -63,17 +63,44 @@ std::optional<ResourceBundle> ResourceBundle::open(const std::filesystem::path& 
   }
   std::sort(files.begin(), files.end());
   for (const auto& file : files) {
-    if (auto table = readTable(file, bundle.problems_)) {
-      bundle.tables_.insert_or_assign(tableName(file.stem().string()), std::move(*table));
-    }
+    auto entry = std::make_unique<Entry>();
+    entry->file = file;
+    bundle.tables_.insert_or_assign(tableName(file.stem().string()), std::move(entry));
   }
   return bundle;
 }
 
 ResourceBundle ResourceBundle::fromTables(Tables tables) {
   ResourceBundle bundle;
-  for (auto& [name, table] : tables) bundle.tables_.insert_or_assign(tableName(name), std::move(table));
+  for (auto& [name, table] : tables) {
+    auto entry = std::make_unique<Entry>();
+    entry->table = std::move(table);
+    bundle.tables_.insert_or_assign(tableName(name), std::move(entry));
+  }
   return bundle;
+}
+
+const ResourceBundle::Table* ResourceBundle::loaded(const Entry& entry) const {
+  if (!entry.file.empty()) {
+    // Read once, whichever thread asks first; the others wait for it.
+    auto& writable = const_cast<Entry&>(entry);
+    std::call_once(writable.once, [this, &writable] {
+      writable.table = readTable(writable.file, writable.problems);
+      if (report_) {
+        for (const auto& problem : writable.problems) report_(problem);
+      }
+    });
+  }
+  return entry.table ? &*entry.table : nullptr;
+}
+
+std::vector<std::string> ResourceBundle::problems() const {
+  std::vector<std::string> all;
+  for (const auto& [name, entry] : tables_) {
+    (void)loaded(*entry);
+    all.insert(all.end(), entry->problems.begin(), entry->problems.end());
+  }
+  return all;
 }
 
 std::optional<ResourceBundle> ResourceBundle::find(std::span<const std::filesystem::path> folders) {
@@ -95,13 +122,15 @@ ResourceBundle ResourceBundle::findOrStop(std::span<const std::filesystem::path>
 std::vector<std::string> ResourceBundle::languages() const {
   std::vector<std::string> names;
   names.reserve(tables_.size());
-  for (const auto& entry : tables_) names.push_back(entry.first);
+  for (const auto& [name, entry] : tables_) {
+    if (loaded(*entry)) names.push_back(name);
+  }
   return names;
 }
 
 const ResourceBundle::Table* ResourceBundle::table(std::string_view language) const {
   const auto found = tables_.find(language);
-  return found == tables_.end() ? nullptr : &found->second;
+  return found == tables_.end() ? nullptr : loaded(*found->second);
 }
 
 const ResourceBundle::Table* ResourceBundle::tableFor(const icu::Locale& locale,
@@ -122,8 +151,9 @@ const ResourceBundle::Table* ResourceBundle::tableFor(const icu::Locale& locale,
     }
     const auto found = tables_.find(candidate);
     if (found == tables_.end()) return nullptr;
-    if (name) *name = &found->first;
-    return &found->second;
+    const Table* table = loaded(*found->second);
+    if (table && name) *name = &found->first;
+    return table;
   };
   if (!script.empty() && !region.empty()) {
     if (const auto* found = tryName(language, script, region)) return found;

@@ -9,8 +9,9 @@
 // On disk a bundle is the folder "BatteryCore_BatteryCore.bundle" holding one
 // flat JSON object per language: en.json, de.json, pt_BR.json ("pt-BR.json"
 // is read as pt_BR). A locale picks the most specific table it has: "de_AT"
-// looks for de_AT, then de. The tables are small, so they are all loaded at
-// once and looking a text up needs no lock.
+// looks for de_AT, then de. A table is read the first time a text is looked
+// up in it (once, safely from any thread), so a command in English does not
+// read the German and Japanese ones; after that a look-up needs no lock.
 #pragma once
 
 #include <unicode/locid.h>
@@ -19,6 +20,8 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -57,7 +60,7 @@ class ResourceBundle {
 
   // The folder the bundle was read from; empty for one held in memory.
   const std::filesystem::path& path() const { return path_; }
-  // The table names, sorted ("de", "en", "ja").
+  // The names of the tables that read, sorted ("de", "en", "ja"); reads them all.
   std::vector<std::string> languages() const;
   // One language's table; absent (nullptr) when the bundle has none.
   const Table* table(std::string_view language) const;
@@ -68,15 +71,25 @@ class ResourceBundle {
   // no table or its table no entry for the key.
   std::optional<std::string_view> lookup(std::string_view key, const icu::Locale& locale) const;
 
-  // What was left out while reading, one line each.
-  const std::vector<std::string>& problems() const { return problems_; }
+  // What was left out while reading, one line each; reads every table.
+  std::vector<std::string> problems() const;
+  // Where each problem goes as a table is read (standard error for the
+  // program's own catalogue); set before the first look-up.
+  void reportProblemsTo(std::function<void(const std::string&)> report) { report_ = std::move(report); }
 
  private:
+  struct Entry {
+    std::filesystem::path file;  // empty: held in memory from the start
+    std::once_flag once;
+    std::optional<Table> table;  // absent once read: it could not be
+    std::vector<std::string> problems;
+  };
+  const Table* loaded(const Entry& entry) const;
   const Table* tableFor(const icu::Locale& locale, const std::string** name) const;
 
   std::filesystem::path path_;
-  Tables tables_;
-  std::vector<std::string> problems_;
+  std::map<std::string, std::unique_ptr<Entry>, std::less<>> tables_;
+  std::function<void(const std::string&)> report_;
 };
 
 // Marks the code module that holds the catalogue. The module's own resource

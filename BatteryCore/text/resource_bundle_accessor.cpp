@@ -59,9 +59,10 @@ std::vector<std::filesystem::path> bundleSearchFolders() {
 const ResourceBundle& Meaning::bundle() {
   static const ResourceBundle found = [] {
     auto bundle = ResourceBundle::findOrStop(bundleSearchFolders());
-    for (const auto& problem : bundle.problems()) {
-      std::cerr << "kestrin: text catalogue " << bundle.path().string() << ": " << problem << "\n";
-    }
+    // Each table is read when first used; what is wrong with it is said then.
+    bundle.reportProblemsTo([folder = bundle.path().string()](const std::string& problem) {
+      std::cerr << "kestrin: text catalogue " << folder << ": " << problem << "\n";
+    });
     return bundle;
   }();
   return found;

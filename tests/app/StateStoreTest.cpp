@@ -249,6 +249,21 @@ TEST_F(StateStoreJournalTest, AJournalLineIsNewerThanTheFile) {
   EXPECT_EQ(store().load<LimitState>("limit", LimitState::off()), LimitState::on(80));
 }
 
+TEST_F(StateStoreJournalTest, ACommandPeeksAtTheNewestLineHoldingTheState) {
+  fs::create_directories(folder);
+  writeRaw("limit", LimitState::on(90).toJson().dump());
+  EXPECT_EQ(StateStore::peek(folder, "limit"), LimitState::on(90).toJson()) << "no journal: the file";
+  writeJournal("{\"limit\":" + LimitState::on(60).toJson().dump() + "}\n" + "{\"other\":{\"limit\":1}}\n" +
+               "garbage\n" + "{\"limit\":" + LimitState::on(50).toJson().dump() + "}\n" + "{\"other\":2}\n" +
+               "{\"limit\":{\"sta");
+  EXPECT_EQ(StateStore::peek(folder, "limit"), LimitState::on(50).toJson()) << "not the line cut short";
+  EXPECT_EQ(StateStore::newestInJournal(folder, "other"), Json(2));
+  EXPECT_EQ(StateStore::newestInJournal(folder, "missing"), std::nullopt);
+  writeJournal("{\"limit\":" + LimitState::on(60).toJson().dump() + "}\n" + "{\"other\":{\"limit\":1}}\n");
+  EXPECT_EQ(StateStore::peek(folder, "limit"), LimitState::on(60).toJson()) << "a name inside another state is not it";
+  EXPECT_TRUE(fs::exists(folder / "journal.jsonl")) << "peeking changes nothing";
+}
+
 TEST_F(StateStoreJournalTest, ALineCutShortByACrashIsDroppedQuietly) {
   fs::create_directories(folder);
   const std::string whole = "{\"limit\":" + LimitState::on(60).toJson().dump() + "}\n";

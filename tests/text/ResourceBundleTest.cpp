@@ -5,8 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace batterycore {
@@ -90,6 +92,46 @@ TEST(ResourceBundle, UnreadableTablesAreLeftOutAndNamed) {
   EXPECT_THAT(bundle->problems()[0], HasSubstr("de.json: not JSON"));
   EXPECT_THAT(bundle->problems()[1], HasSubstr("en.json: \"count\" is not text"));
   EXPECT_THAT(bundle->problems()[2], HasSubstr("ja.json: not a JSON object"));
+}
+
+TEST(ResourceBundle, ATableIsReadWhenFirstUsedAndItsProblemsSaidThen) {
+  const ScratchFolder folder("bundle-lazy");
+  folder.write("en.json", R"({"smart.header": "Before you usually leave"})");
+  folder.write("de.json", R"({"smart.header": )");
+  folder.write("de_AT.json", R"({"smart.header": 3})");
+
+  auto bundle = ResourceBundle::open(folder.path());
+  ASSERT_TRUE(bundle.has_value());
+  std::vector<std::string> said;
+  bundle->reportProblemsTo([&said](const std::string& problem) { said.push_back(problem); });
+  EXPECT_EQ(bundle->lookup("smart.header", icu::Locale("en", "US")), "Before you usually leave");
+  EXPECT_TRUE(said.empty()) << "the German tables are not read for English";
+
+  // Austrian German has a table without the text; German has none that reads.
+  EXPECT_EQ(bundle->lookup("smart.header", icu::Locale("de", "AT")), std::nullopt);
+  EXPECT_EQ(bundle->languageFor(icu::Locale("de", "CH")), std::nullopt) << "an unreadable table is left out";
+  ASSERT_EQ(said.size(), 2u) << "each table read once";
+  EXPECT_THAT(said[0], HasSubstr("de_AT.json"));
+  EXPECT_THAT(said[1], HasSubstr("de.json: not JSON"));
+}
+
+TEST(ResourceBundle, ThreadsLookingUpTogetherReadATableOnce) {
+  const ScratchFolder folder("bundle-threads");
+  folder.write("ja.json", R"({"smart.header": "いつもの外出前に", "oops": 1})");
+  auto bundle = ResourceBundle::open(folder.path());
+  ASSERT_TRUE(bundle.has_value());
+  std::atomic<int> said = 0;
+  bundle->reportProblemsTo([&said](const std::string&) { ++said; });
+  std::vector<std::thread> threads;
+  std::atomic<int> found = 0;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      if (bundle->lookup("smart.header", icu::Locale("ja", "JP")) == "いつもの外出前に") ++found;
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(found, 8);
+  EXPECT_EQ(said, 1);
 }
 
 TEST(ResourceBundle, OnlyAFolderOpens) {
