@@ -258,6 +258,7 @@ TickReport Monitor::tick(Date now, std::optional<Date> wokeAt) {
   // Pace the alerts; every one goes to the alerts list.
   report.posted = state_.policy.filter(report.raised, now, wokeAt,
                                        [this](BatteryAlert::Kind kind) { return settings_.alertEnabled(kind); });
+  if (!report.raised.empty()) ++alertsEdits_;
   state_.alerts.insert(state_.alerts.end(), report.raised.begin(), report.raised.end());
   if (state_.alerts.size() > kAlertsKept) {
     state_.alerts.erase(state_.alerts.begin(),
@@ -432,6 +433,7 @@ void Monitor::load(StateStore& store) {
   settings_ = store.load<Settings>("settings", Settings{});
   state_ = readState(store);
   saved_ = state_;
+  savedAlertsEdits_ = alertsEdits_;
   savedSettings_ = settings_;
   departureLedgerSize_ = static_cast<std::size_t>(-1);
 }
@@ -465,10 +467,8 @@ bool Monitor::save(StateStore& store, Date now, bool all) {
   }
   // An alert goes out with every state that led to it, so that a restart
   // right after it neither loses nor repeats it.
-  if (changed(&MonitorState::lastOwnChangeAt) || changed(&MonitorState::lastHot) ||
-      changed(&MonitorState::alerts)) {
-    all = true;
-  }
+  const bool alertsChanged = everything || alertsEdits_ != savedAlertsEdits_;
+  if (changed(&MonitorState::lastOwnChangeAt) || changed(&MonitorState::lastHot) || alertsChanged) all = true;
   keep(&MonitorState::watchdog, "watchdog", same);
   keep(&MonitorState::calibration, "calibration", same);
   keep(&MonitorState::session, "session", [](const auto& session) { return OptionalSession{session}; });
@@ -480,7 +480,11 @@ bool Monitor::save(StateStore& store, Date now, bool all) {
   keep(&MonitorState::weekly, "weekly", same);
   keep(&MonitorState::drain, "drain", same);
   keep(&MonitorState::policy, "alertPolicy", same);
-  keep(&MonitorState::alerts, "alerts", same);
+  if (alertsChanged) {
+    store.save("alerts", state_.alerts);
+    saved.alerts = state_.alerts;
+    savedAlertsEdits_ = alertsEdits_;
+  }
 
   // These change on every tick: at most every ten minutes, or when asked.
   const bool due = all || first || flushDue(now);

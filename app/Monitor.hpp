@@ -48,6 +48,7 @@
 #include "app/Settings.hpp"
 #include "app/StateStore.hpp"
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -133,7 +134,10 @@ class Monitor {
   // "Not tonight" on a calendar trip: no charge for it, and a running one stops.
   void skipTonight(batterycore::Date now);
   void forgetUnplugs();
-  void clearAlerts() { state_.alerts.clear(); }
+  void clearAlerts() {
+    state_.alerts.clear();
+    ++alertsEdits_;
+  }
 
   Settings& settings() { return settings_; }
   const Settings& settings() const { return settings_; }
@@ -192,6 +196,11 @@ class Monitor {
 
   std::optional<batterycore::Date> flushedAt_;
   std::optional<MonitorState> saved_;
+  // The alerts list holds up to 200 alerts of text: comparing it with the
+  // saved one on every tick cost more than the tick. It changes only where
+  // these count.
+  std::uint64_t alertsEdits_ = 0;
+  std::uint64_t savedAlertsEdits_ = 0;
   std::optional<Settings> savedSettings_;
 };
 

@@ -306,5 +306,31 @@ TEST_F(MonitorProperty, ADayBookedAgainAfterTheClockWentBackSurvivesARestart) {
             batterycore::encode(monitor.state().highCharge).dump());
 }
 
+// The alerts list is saved as soon as the person empties it, not only at
+// shutdown.
+TEST_F(MonitorProperty, AnEmptiedAlertsListIsSavedAtTheNextSave) {
+  RandomBattery battery;
+  battery.reading = batterycore::testing::reading(60, true, true, LimitState::on(80));
+  const Date noon = *batterycore::parseIso8601("2026-03-05T12:00:00Z");
+  {
+    StateStore store(folder_, {}, false);
+    store.save("alerts", std::vector<BatteryAlert>{{BatteryAlert::Kind::limitTurnedOn, noon - Seconds{3600},
+                                                    "Charge limit back on", "Kestrin put it back on.", std::nullopt}});
+  }
+  StateStore store(folder_, {}, false);
+  Monitor monitor(battery, battery, Calendar::utc());
+  monitor.load(store);
+  ASSERT_EQ(monitor.state().alerts.size(), 1u);
+  battery.reading->at = noon;
+  (void)monitor.tick(noon);
+  monitor.save(store, noon);
+  ASSERT_EQ(Monitor::readState(store).alerts.size(), 1u);
+
+  monitor.clearAlerts();
+  (void)monitor.tick(noon + Seconds{60});
+  monitor.save(store, noon + Seconds{60});
+  EXPECT_TRUE(Monitor::readState(store).alerts.empty()) << "emptied, and saved at once";
+}
+
 }  // namespace
 }  // namespace kestrin::app
