@@ -222,6 +222,7 @@ TickReport Monitor::tick(Date now, std::optional<Date> wokeAt) {
       state_.health.empty() ? std::nullopt : std::optional(state_.health.back());
   if (s.designCapacity > 0 && HealthTrend::shouldSample(lastSample, now, calendar_)) {
     state_.health.emplace_back(s, calendar_);
+    ++healthEdits_;
     if (state_.health.size() > kHealthSamplesKept) state_.health.erase(state_.health.begin());
     if (const auto percent = HealthTrend::healthPercent(state_.health.back())) {
       auto milestone = HealthMilestone::step(state_.milestone, *percent, now, calendar_);
@@ -434,6 +435,7 @@ void Monitor::load(StateStore& store) {
   state_ = readState(store);
   saved_ = state_;
   savedAlertsEdits_ = alertsEdits_;
+  savedHealthEdits_ = healthEdits_;
   savedSettings_ = settings_;
   departureLedgerSize_ = static_cast<std::size_t>(-1);
 }
@@ -475,7 +477,11 @@ bool Monitor::save(StateStore& store, Date now, bool all) {
   keep(&MonitorState::departures, "departures", same);
   keep(&MonitorState::smartTopUp, "smartTopUp", same);
   keep(&MonitorState::trips, "calendarTrigger", same);
-  keep(&MonitorState::health, "health", same);
+  if (everything || healthEdits_ != savedHealthEdits_) {
+    store.save("health", state_.health);
+    saved.health = state_.health;
+    savedHealthEdits_ = healthEdits_;
+  }
   keep(&MonitorState::milestone, "milestone", [](const auto& milestone) { return OptionalMilestone{milestone}; });
   keep(&MonitorState::weekly, "weekly", same);
   keep(&MonitorState::drain, "drain", same);
@@ -497,11 +503,18 @@ bool Monitor::save(StateStore& store, Date now, bool all) {
     saved.lastHot = state_.lastHot;
     saved.widget = state_.widget;
     saved.widgetWrittenAt = state_.widgetWrittenAt;
+    // Only the newest day moves between two flushes; the closed days change
+    // when a day closes.
+    const auto& days = state_.highCharge.days;
+    auto& savedDays = saved.highCharge.days;
     if (everything || !sameClosedDays(state_.highCharge, saved.highCharge)) {
       store.save("highCharge", closedDays(state_.highCharge));
+      store.save("highChargeToday", newestDay(state_.highCharge));
+      saved.highCharge = state_.highCharge;
+    } else if (!days.empty() && !(days.back() == savedDays.back())) {
+      store.save("highChargeToday", newestDay(state_.highCharge));
+      savedDays.back() = days.back();
     }
-    if (changed(&MonitorState::highCharge)) store.save("highChargeToday", newestDay(state_.highCharge));
-    saved.highCharge = state_.highCharge;
     keep(&MonitorState::chargers, "chargers", same);
     keep(&MonitorState::weakCharger, "weakCharger", same);
     keep(&MonitorState::accessories, "accessories", same);

@@ -196,11 +196,13 @@ class Monitor {
 
   std::optional<batterycore::Date> flushedAt_;
   std::optional<MonitorState> saved_;
-  // The alerts list holds up to 200 alerts of text: comparing it with the
-  // saved one on every tick cost more than the tick. It changes only where
-  // these count.
+  // The alerts list (up to 200 alerts of text) and the health samples (one
+  // a day, up to 1000) are too long to compare with the saved ones on every
+  // tick: they change only where these count.
   std::uint64_t alertsEdits_ = 0;
   std::uint64_t savedAlertsEdits_ = 0;
+  std::uint64_t healthEdits_ = 0;
+  std::uint64_t savedHealthEdits_ = 0;
   std::optional<Settings> savedSettings_;
 };
 

@@ -332,5 +332,24 @@ TEST_F(MonitorProperty, AnEmptiedAlertsListIsSavedAtTheNextSave) {
   EXPECT_TRUE(Monitor::readState(store).alerts.empty()) << "emptied, and saved at once";
 }
 
+// A health sample (one a day) is saved with the next save, not only at shutdown.
+TEST_F(MonitorProperty, ANewHealthSampleIsSavedAtTheNextSave) {
+  RandomBattery battery;
+  battery.reading = batterycore::testing::reading(60, true, true, LimitState::on(80));
+  battery.reading->designCapacity = 5000;
+  battery.reading->fullChargeCapacity = 4600;
+  StateStore store(folder_, {}, false);
+  Monitor monitor(battery, battery, Calendar::utc());
+  monitor.load(store);
+  const Date noon = *batterycore::parseIso8601("2026-03-05T12:00:00Z");
+  for (const Date now : {noon, noon + Seconds{24 * 3600}, noon + Seconds{48 * 3600}}) {
+    battery.reading->at = now;
+    (void)monitor.tick(now);
+    monitor.save(store, now);
+    EXPECT_EQ(Monitor::readState(store).health, monitor.state().health) << batterycore::toIso8601(now);
+  }
+  EXPECT_EQ(monitor.state().health.size(), 3u);
+}
+
 }  // namespace
 }  // namespace kestrin::app
