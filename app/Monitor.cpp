@@ -13,6 +13,9 @@
 #include "app/MonitorRecords.hpp"
 
 #include <algorithm>
+#include <array>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 #include <cmath>
 
@@ -65,6 +68,78 @@ HighChargeLedger joinedLedger(HighChargeLedger closed, const HighChargeLedger& n
   return closed;
 }
 
+// How a rule's state goes to disk.
+enum class Written {
+  whenChanged,        // at the next save after it changed
+  withTheTick,        // with the last reading, at most every ten minutes
+  atOnceWithTheTick,  // at once, and the last reading with it: a restart must not meet the same edge again
+};
+
+// One persisted state: its file's name, how often it is written, and how
+// it goes between the monitor's state and the store.
+struct PersistedState {
+  std::string_view name;
+  Written written;
+  void (*load)(StateStore&, std::string_view name, MonitorState&);
+  void (*save)(StateStore&, std::string_view name, const MonitorState&);
+  bool (*same)(const MonitorState&, const MonitorState&);
+  void (*copy)(MonitorState& to, const MonitorState& from);
+};
+
+// What a member is stored as: itself, or a record that is null when absent.
+template <class T>
+struct StoredAs {
+  using Type = T;
+  static const T& out(const T& value) { return value; }
+  static T in(T stored) { return stored; }
+};
+template <>
+struct StoredAs<std::optional<FullChargeSession>> {
+  using Type = OptionalSession;
+  static Type out(const std::optional<FullChargeSession>& value) { return {value}; }
+  static std::optional<FullChargeSession> in(const Type& stored) { return stored.session; }
+};
+template <>
+struct StoredAs<std::optional<HealthMilestone>> {
+  using Type = OptionalMilestone;
+  static Type out(const std::optional<HealthMilestone>& value) { return {value}; }
+  static std::optional<HealthMilestone> in(const Type& stored) { return stored.milestone; }
+};
+
+template <auto Member>
+constexpr PersistedState persisted(std::string_view name, Written written) {
+  using Stored = StoredAs<std::remove_cvref_t<decltype(std::declval<MonitorState&>().*Member)>>;
+  using Type = typename Stored::Type;
+  return {name, written,
+          [](StateStore& store, std::string_view file, MonitorState& state) {
+            state.*Member = Stored::in(store.load<Type>(file, Type{}));
+          },
+          [](StateStore& store, std::string_view file, const MonitorState& state) {
+            store.save(file, Stored::out(state.*Member));
+          },
+          [](const MonitorState& a, const MonitorState& b) { return a.*Member == b.*Member; },
+          [](MonitorState& to, const MonitorState& from) { to.*Member = from.*Member; }};
+}
+
+// The rules' states, one row each. The last reading (with the other
+// per-tick fields), time above 80%, the health samples and the alerts list
+// have ways of their own and are not here.
+constexpr std::array kPersistedStates = {
+    persisted<&MonitorState::watchdog>("watchdog", Written::whenChanged),
+    persisted<&MonitorState::calibration>("calibration", Written::whenChanged),
+    persisted<&MonitorState::session>("session", Written::whenChanged),
+    persisted<&MonitorState::departures>("departures", Written::atOnceWithTheTick),
+    persisted<&MonitorState::smartTopUp>("smartTopUp", Written::whenChanged),
+    persisted<&MonitorState::trips>("calendarTrigger", Written::whenChanged),
+    persisted<&MonitorState::milestone>("milestone", Written::whenChanged),
+    persisted<&MonitorState::weekly>("weekly", Written::whenChanged),
+    persisted<&MonitorState::drain>("drain", Written::whenChanged),
+    persisted<&MonitorState::policy>("alertPolicy", Written::whenChanged),
+    persisted<&MonitorState::chargers>("chargers", Written::withTheTick),
+    persisted<&MonitorState::weakCharger>("weakCharger", Written::withTheTick),
+    persisted<&MonitorState::accessories>("accessories", Written::withTheTick),
+};
+
 }  // namespace
 
 Monitor::Monitor(BatterySource& source, LimitController& limit, Calendar calendar)
@@ -93,13 +168,29 @@ std::optional<Date> Monitor::nextDeparture(Date now) {
   return departure_;
 }
 
+std::optional<std::string> Monitor::switchLimit(bool on, Date now) {
+  auto failure = on ? limit_.switchOn() : limit_.switchOff();
+  if (!failure) state_.lastOwnChangeAt = now;
+  return failure;
+}
+
+bool Monitor::startOurs(Tick& t, const FullChargeSession& session) {
+  if (auto failure = switchLimit(false, t.now)) {
+    t.report.limitFailure = std::move(failure);
+    return false;
+  }
+  state_.session = session;
+  t.report.sessionStarted = session;
+  return true;
+}
+
 void Monitor::endSession(TickReport& report, FullChargeSession::RestoreReason reason,
                          std::vector<BatteryAlert> alerts, Date now) {
   using Reason = FullChargeSession::RestoreReason;
   if (reason != Reason::limitBackOn) {
-    if (const auto failure = limit_.switchOn()) {
+    if (auto failure = switchLimit(true, now)) {
       // The limit stays off: keep the session and try again next tick.
-      report.limitFailure = failure;
+      report.limitFailure = std::move(failure);
       auto failed = FullChargeSession::restoreFailed(*state_.session, now);
       state_.session = failed.session;
       for (auto& alert : alerts) {
@@ -108,7 +199,6 @@ void Monitor::endSession(TickReport& report, FullChargeSession::RestoreReason re
       if (failed.alert) raise(report, *failed.alert);
       return;
     }
-    state_.lastOwnChangeAt = now;
   }
   for (auto& alert : alerts) raise(report, std::move(alert));
   state_.trips = CalendarTrigger::restored(state_.trips, *state_.session, now);
@@ -116,148 +206,175 @@ void Monitor::endSession(TickReport& report, FullChargeSession::RestoreReason re
   report.sessionEnded = reason;
 }
 
+// The rules in the order they see each reading; each stage steps one rule
+// (or two that share their inputs) and raises what it finds.
+const std::array<void (Monitor::*)(Monitor::Tick&), 15> Monitor::stages = {
+    &Monitor::limitStage,    &Monitor::calibrationStage, &Monitor::sessionStage,   &Monitor::heatStage,
+    &Monitor::departureStage, &Monitor::tripStage,       &Monitor::smartTopUpStage, &Monitor::healthStage,
+    &Monitor::chargerStage,  &Monitor::weeklyStage,      &Monitor::drainStage,     &Monitor::accessoryStage,
+    &Monitor::alertStage,    &Monitor::attentionStage,   &Monitor::controlStage,
+};
+
 TickReport Monitor::tick(Date now, std::optional<Date> wokeAt) {
   TickReport report;
   auto reading = source_.read();
   if (!reading) return report;
   const auto keptOn = keepLimitOn(*reading, now, wokeAt);
   report.snapshot = reading;
-  const BatterySnapshot& s = *reading;
   if (keptOn) raise(report, *keptOn);
   for (auto& alert : std::exchange(carried_, {})) raise(report, std::move(alert));
-  const bool ours = state_.session.has_value();
 
-  // The limit: does it hold, and did somebody else switch it?
-  auto watchdog = LimitWatchdog::step(state_.watchdog, s, ours, now);
+  Tick t{report, *reading, now, wokeAt, state_.session.has_value()};
+  for (const auto stage : stages) (this->*stage)(t);
+  state_.last = *reading;
+  state_.lastTick = now;
+  return report;
+}
+
+// The limit: does it hold, and did somebody else switch it?
+void Monitor::limitStage(Tick& t) {
+  auto watchdog = LimitWatchdog::step(state_.watchdog, t.reading, t.ours, t.now);
   state_.watchdog = watchdog.next;
-  for (auto& alert : watchdog.alerts) raise(report, std::move(alert));
-  if (state_.last) {
-    if (auto alert = LimitChangeRule::step(state_.last->limit, s.limit, ours, state_.lastOwnChangeAt, now)) {
-      raise(report, std::move(*alert));
-    }
-    if (state_.last->limit.isAvailable() && !s.limit.isAvailable()) {
-      raise(report, BatteryAlert{BatteryAlert::Kind::limitUnavailable, now,
+  for (auto& alert : watchdog.alerts) raise(t.report, std::move(alert));
+  if (!state_.last) return;
+  if (auto alert = LimitChangeRule::step(state_.last->limit, t.reading.limit, t.ours, state_.lastOwnChangeAt, t.now)) {
+    raise(t.report, std::move(*alert));
+  }
+  if (state_.last->limit.isAvailable() && !t.reading.limit.isAvailable()) {
+    raise(t.report, BatteryAlert{BatteryAlert::Kind::limitUnavailable, t.now,
                                  Meaning::text("limit.unavailable.title", "Charge limit unavailable"),
                                  Meaning::text("limit.unavailable.simple",
                                                "macOS isn't reporting a charge limit right now, so the "
                                                "battery may charge to 100%%."),
                                  std::nullopt});
-    }
   }
+}
 
-  // Calibration, with whatever the power log said since the last look.
+// Calibration, with whatever the power log said since the last look.
+void Monitor::calibrationStage(Tick& t) {
   const bool logHit = hooks_.powerLog && !CalibrationLog::hits(hooks_.powerLog()).empty();
-  auto calibration = CalibrationDetector::step(state_.calibration, state_.watchdog.state, s, logHit, now, calendar_);
+  auto calibration =
+      CalibrationDetector::step(state_.calibration, state_.watchdog.state, t.reading, logHit, t.now, calendar_);
   state_.calibration = calibration.next;
-  for (auto& alert : calibration.alerts) raise(report, std::move(alert));
+  for (auto& alert : calibration.alerts) raise(t.report, std::move(alert));
+}
 
-  // The running full charge.
-  if (state_.session) {
-    const bool wasFull = state_.session->reachedFull;
-    auto step = FullChargeSession::step(*state_.session, s, now, calendar_);
-    const bool smart = state_.session->origin.kind() == FullChargeSession::Origin::Kind::smart;
-    const bool nowFull = std::any_of(step.alerts.begin(), step.alerts.end(), [](const BatteryAlert& a) {
-      return a.kind == BatteryAlert::Kind::fullChargeDone;
-    });
-    if (smart && !wasFull && nowFull) {
-      const auto minutes = static_cast<int>((now - state_.session->startedAt) / std::chrono::minutes{1});
-      state_.smartTopUp = SmartTopUp::reachedFull(state_.smartTopUp, minutes);
-    }
-    if (step.session) {
-      state_.session = step.session;
-      for (auto& alert : step.alerts) raise(report, std::move(alert));
-    } else {
-      endSession(report, step.ended.value_or(FullChargeSession::RestoreReason::limitBackOn),
-                 std::move(step.alerts), now);
-    }
+// The running full charge; the limit goes back on when it ends.
+void Monitor::sessionStage(Tick& t) {
+  if (!state_.session) return;
+  const bool wasFull = state_.session->reachedFull;
+  auto step = FullChargeSession::step(*state_.session, t.reading, t.now, calendar_);
+  const bool smart = state_.session->origin.kind() == FullChargeSession::Origin::Kind::smart;
+  const bool nowFull = std::any_of(step.alerts.begin(), step.alerts.end(), [](const BatteryAlert& a) {
+    return a.kind == BatteryAlert::Kind::fullChargeDone;
+  });
+  if (smart && !wasFull && nowFull) {
+    const auto minutes = static_cast<int>((t.now - state_.session->startedAt) / std::chrono::minutes{1});
+    state_.smartTopUp = SmartTopUp::reachedFull(state_.smartTopUp, minutes);
   }
+  if (step.session) {
+    state_.session = step.session;
+    for (auto& alert : step.alerts) raise(t.report, std::move(alert));
+  } else {
+    endSession(t.report, step.ended.value_or(FullChargeSession::RestoreReason::limitBackOn), std::move(step.alerts),
+               t.now);
+  }
+}
 
-  if (state_.last) {
-    if (auto alert = HeatRule::step(state_.last->thermal, s.thermal, s.pluggedIn, state_.lastHot, now)) {
-      state_.lastHot = HeatRule::Last{now, s.thermal};
-      raise(report, std::move(*alert));
-    }
+void Monitor::heatStage(Tick& t) {
+  if (!state_.last) return;
+  if (auto alert = HeatRule::step(state_.last->thermal, t.reading.thermal, t.reading.pluggedIn, state_.lastHot, t.now)) {
+    state_.lastHot = HeatRule::Last{t.now, t.reading.thermal};
+    raise(t.report, std::move(*alert));
   }
+}
 
-  // Departures; a trip in the calendar, else a top-up before the next departure.
-  state_.departures = DepartureLedger::step(state_.departures, state_.last, s, state_.lastTick, now);
-  if (settings_.calendarFullCharge && settings_.calendarPath && hooks_.calendarEvents) {
-    const auto events = hooks_.calendarEvents(now, *settings_.calendarPath);
-    state_.trips = CalendarTrigger::seen(state_.trips, events, settings_.calendarAllDay, settings_.calendarKeywords,
-                                         now, calendar_);
-    if (!state_.session) {
-      if (auto start = CalendarTrigger::decision(state_.trips, events, s, s.limit.active(), true,
-                                                 settings_.calendarAllDay, settings_.calendarKeywords, now, calendar_)) {
-        if (const auto failure = limit_.switchOff()) {
-          report.limitFailure = failure;
-        } else {
-          state_.lastOwnChangeAt = now;
-          state_.session = start->session;
-          state_.trips = CalendarTrigger::started(state_.trips, start->event, now, calendar_);
-          report.sessionStarted = start->session;
-          raise(report, std::move(start->alert));
-        }
-      }
-    }
-  }
-  if (!state_.session) {
-    const auto departure = nextDeparture(now);
-    if (auto start = SmartTopUp::decision(state_.smartTopUp, departure, s, s.limit.active(),
-                                          settings_.smartTopUp, now, calendar_)) {
-      if (const auto failure = limit_.switchOff()) {
-        report.limitFailure = failure;
-      } else {
-        state_.lastOwnChangeAt = now;
-        state_.session = start->session;
-        state_.smartTopUp = SmartTopUp::started(state_.smartTopUp, calendar_.dayKey(now));
-        report.sessionStarted = start->session;
-        raise(report, SmartTopUp::alert(*start, calendar_));
-      }
-    }
-  }
+void Monitor::departureStage(Tick& t) {
+  state_.departures = DepartureLedger::step(state_.departures, state_.last, t.reading, state_.lastTick, t.now);
+}
 
-  // Habits and health.
-  state_.highCharge.book(s, state_.lastTick, now, calendar_);
+// A trip in the calendar: a full charge the evening before.
+void Monitor::tripStage(Tick& t) {
+  if (!settings_.calendarFullCharge || !settings_.calendarPath || !hooks_.calendarEvents) return;
+  const auto events = hooks_.calendarEvents(t.now, *settings_.calendarPath);
+  state_.trips = CalendarTrigger::seen(state_.trips, events, settings_.calendarAllDay, settings_.calendarKeywords,
+                                       t.now, calendar_);
+  if (state_.session) return;
+  auto start = CalendarTrigger::decision(state_.trips, events, t.reading, t.reading.limit.active(), true,
+                                         settings_.calendarAllDay, settings_.calendarKeywords, t.now, calendar_);
+  if (start && startOurs(t, start->session)) {
+    state_.trips = CalendarTrigger::started(state_.trips, start->event, t.now, calendar_);
+    raise(t.report, std::move(start->alert));
+  }
+}
+
+// Else a top-up before the next usual departure.
+void Monitor::smartTopUpStage(Tick& t) {
+  if (state_.session) return;
+  const auto departure = nextDeparture(t.now);
+  auto start = SmartTopUp::decision(state_.smartTopUp, departure, t.reading, t.reading.limit.active(),
+                                    settings_.smartTopUp, t.now, calendar_);
+  if (start && startOurs(t, start->session)) {
+    state_.smartTopUp = SmartTopUp::started(state_.smartTopUp, calendar_.dayKey(t.now));
+    raise(t.report, SmartTopUp::alert(*start, calendar_));
+  }
+}
+
+// Time above 80%, a health sample a day and its milestones.
+void Monitor::healthStage(Tick& t) {
+  state_.highCharge.book(t.reading, state_.lastTick, t.now, calendar_);
   const std::optional<HealthTrend::Sample> lastSample =
       state_.health.empty() ? std::nullopt : std::optional(state_.health.back());
-  if (s.designCapacity > 0 && HealthTrend::shouldSample(lastSample, now, calendar_)) {
-    state_.health.emplace_back(s, calendar_);
-    ++healthEdits_;
-    if (state_.health.size() > kHealthSamplesKept) state_.health.erase(state_.health.begin());
-    if (const auto percent = HealthTrend::healthPercent(state_.health.back())) {
-      auto milestone = HealthMilestone::step(state_.milestone, *percent, now, calendar_);
-      state_.milestone = milestone.next;
-      if (milestone.alert) raise(report, std::move(*milestone.alert));
-    }
+  if (t.reading.designCapacity <= 0 || !HealthTrend::shouldSample(lastSample, t.now, calendar_)) return;
+  state_.health.emplace_back(t.reading, calendar_);
+  ++healthEdits_;
+  if (state_.health.size() > kHealthSamplesKept) state_.health.erase(state_.health.begin());
+  if (const auto percent = HealthTrend::healthPercent(state_.health.back())) {
+    auto milestone = HealthMilestone::step(state_.milestone, *percent, t.now, calendar_);
+    state_.milestone = milestone.next;
+    if (milestone.alert) raise(t.report, std::move(*milestone.alert));
   }
-  auto weak = WeakChargerRule::step(state_.weakCharger, s, now, calendar_);
-  state_.weakCharger = weak.next;
-  if (weak.alert) raise(report, std::move(*weak.alert));
-  state_.chargers.remember(s, now);
+}
 
-  // The week's note, and programs draining the battery in the background.
+void Monitor::chargerStage(Tick& t) {
+  auto weak = WeakChargerRule::step(state_.weakCharger, t.reading, t.now, calendar_);
+  state_.weakCharger = weak.next;
+  if (weak.alert) raise(t.report, std::move(*weak.alert));
+  state_.chargers.remember(t.reading, t.now);
+}
+
+void Monitor::weeklyStage(Tick& t) {
   const auto healthPercent =
       state_.health.empty() ? std::nullopt : HealthTrend::healthPercent(state_.health.back());
-  auto weekly = WeeklyNote::step(state_.weekly, state_.highCharge, healthPercent, now, calendar_);
+  auto weekly = WeeklyNote::step(state_.weekly, state_.highCharge, healthPercent, t.now, calendar_);
   state_.weekly = std::move(weekly.next);
-  if (weekly.alert) raise(report, std::move(*weekly.alert));
-  if (!s.pluggedIn && hooks_.processes) {
+  if (weekly.alert) raise(t.report, std::move(*weekly.alert));
+}
+
+// Programs draining the battery in the background, looked at on battery only.
+void Monitor::drainStage(Tick& t) {
+  if (!t.reading.pluggedIn && hooks_.processes) {
     const auto processes = hooks_.processes();
     const auto energy = hooks_.packageEnergy ? hooks_.packageEnergy() : std::nullopt;
-    auto drain = BackgroundDrain::step(state_.drain, s, processes, energy, now, calendar_);
+    auto drain = BackgroundDrain::step(state_.drain, t.reading, processes, energy, t.now, calendar_);
     state_.drain = std::move(drain.next);
-    for (auto& alert : drain.alerts) raise(report, std::move(alert));
+    for (auto& alert : drain.alerts) raise(t.report, std::move(alert));
   } else if (state_.drain.open) {
     state_.drain.open.reset();  // plugged in: the window closes without a verdict
   }
-  if (hooks_.accessories) {
-    auto accessories = AccessoryRule::step(state_.accessories, hooks_.accessories(), now);
-    state_.accessories = std::move(accessories.next);
-    for (auto& alert : accessories.alerts) raise(report, std::move(alert));
-  }
+}
 
-  // Pace the alerts; every one goes to the alerts list.
-  report.posted = state_.policy.filter(report.raised, now, wokeAt,
+void Monitor::accessoryStage(Tick& t) {
+  if (!hooks_.accessories) return;
+  auto accessories = AccessoryRule::step(state_.accessories, hooks_.accessories(), t.now);
+  state_.accessories = std::move(accessories.next);
+  for (auto& alert : accessories.alerts) raise(t.report, std::move(alert));
+}
+
+// Pace the alerts; every one goes to the alerts list.
+void Monitor::alertStage(Tick& t) {
+  auto& report = t.report;
+  report.posted = state_.policy.filter(report.raised, t.now, t.wokeAt,
                                        [this](BatteryAlert::Kind kind) { return settings_.alertEnabled(kind); });
   if (!report.raised.empty()) ++alertsEdits_;
   state_.alerts.insert(state_.alerts.end(), report.raised.begin(), report.raised.end());
@@ -265,33 +382,29 @@ TickReport Monitor::tick(Date now, std::optional<Date> wokeAt) {
     state_.alerts.erase(state_.alerts.begin(),
                         state_.alerts.begin() + static_cast<std::ptrdiff_t>(state_.alerts.size() - kAlertsKept));
   }
+}
 
-  // The one attention of this tick.
+// The one attention of this tick, and the widget that shows it.
+void Monitor::attentionStage(Tick& t) {
+  const auto& s = t.reading;
   const LimitAvailability control = s.limit.isAvailable()
                                         ? LimitAvailability::available()
                                         : LimitAvailability::unavailable(s.limit.unavailableReason().value_or(""));
   const Attention attention =
       Attention::of(Situation{s, state_.watchdog.state, state_.session, state_.calibration.state, control});
-  report.attention = attention;
-  report.attentionChanged = !lastAttention_ || !(*lastAttention_ == attention);
-  if (report.attentionChanged) report.headline = Meaning::headline(attention, s, state_.session, settings_.level);
+  t.report.attention = attention;
+  t.report.attentionChanged = !lastAttention_ || !(*lastAttention_ == attention);
+  if (t.report.attentionChanged) t.report.headline = Meaning::headline(attention, s, state_.session, settings_.level);
   lastAttention_ = attention;
+  writeWidgetIfDue(t.report, s, attention, t.now);
+}
 
-  writeWidgetIfDue(report, s, attention, now);
-
-  if (hooks_.controlPreferences) {
-    const auto answered = widget::answerPendingRequest(
-        *hooks_.controlPreferences, now, [&](bool on) -> std::optional<std::string> {
-          auto failure = on ? limit_.switchOn() : limit_.switchOff();
-          if (!failure) state_.lastOwnChangeAt = now;
-          return failure;
-        });
-    if (answered) report.controlAnswered = answered->on;
-  }
-
-  state_.last = s;
-  state_.lastTick = now;
-  return report;
+// The charge-limit control's request, if one waits.
+void Monitor::controlStage(Tick& t) {
+  if (!hooks_.controlPreferences) return;
+  const auto answered = widget::answerPendingRequest(
+      *hooks_.controlPreferences, t.now, [&](bool on) { return switchLimit(on, t.now); });
+  if (answered) t.report.controlAnswered = answered->on;
 }
 
 widget::WidgetSnapshot Monitor::widgetSnapshot(const BatterySnapshot& s, const Attention& attention, Date now) const {
@@ -318,20 +431,19 @@ widget::WidgetSnapshot Monitor::widgetSnapshot(const BatterySnapshot& s, const A
 }
 
 void Monitor::writeWidgetIfDue(TickReport& report, const BatterySnapshot& s, const Attention& attention, Date now) {
-  // Wording the snapshot costs more than the rest of the tick: do it only
-  // when a write could be due (mood or limit changed, or the throttle passed).
-  // A clock set back behind the last write: its time no longer tells how
-  // long ago that was, so the widget is written as if for the first time
-  // rather than held back until the clock catches up.
+  // Within the throttle only a new mood or limit is written, so the wording
+  // waits until then; past it, any difference (a new headline or health
+  // line, more time above 80%) is written. A clock set back behind the last
+  // write: its time no longer tells how long ago that was, so the widget is
+  // written as if for the first time rather than held back until the clock
+  // catches up.
   if (state_.widgetWrittenAt && now < *state_.widgetWrittenAt) state_.widgetWrittenAt.reset();
   const auto& last = state_.widget;
   const bool moodOrLimitChanged =
       !last || last->mood != attention.widgetTone() || last->limit != s.limit.active();
-  if (!moodOrLimitChanged && state_.widgetWrittenAt) {
-    const Seconds since = now - *state_.widgetWrittenAt;
-    const bool readingChanged = last->percent != s.percent || last->charging != s.charging;
-    if (since < widget::WidgetSnapshot::throttle) return;
-    if (!readingChanged && since < widget::WidgetSnapshot::heartbeat) return;
+  if (!moodOrLimitChanged && state_.widgetWrittenAt &&
+      now - *state_.widgetWrittenAt < widget::WidgetSnapshot::throttle) {
+    return;
   }
   auto next = widgetSnapshot(s, attention, now);
   if (!widget::WidgetSnapshot::shouldWrite(next, last, state_.widgetWrittenAt, now)) return;
@@ -350,8 +462,7 @@ std::optional<BatteryAlert> Monitor::keepLimitOn(BatterySnapshot& reading, Date 
     return std::nullopt;
   }
   const auto was = state_.last->limit.active();
-  if (!was || limit_.switchOn()) return std::nullopt;
-  state_.lastOwnChangeAt = now;
+  if (!was || switchLimit(true, now)) return std::nullopt;
   reading.limit = LimitState::on(*was);
   auto words = Meaning::limitOnAlert(*was);
   return BatteryAlert{BatteryAlert::Kind::limitTurnedOn, now, std::move(words.title), std::move(words.detail),
@@ -364,10 +475,9 @@ std::optional<std::string> Monitor::startFullCharge(Date now, const FullChargeOp
   if (!limit) return Meaning::text("intents.limitOff", "The charge limit is off, so the battery already charges to 100%%.");
   auto session = FullChargeSession::start(now, *limit, options.untilUnplug, options.whenFull, options.hours);
   if (!session) return Meaning::text("fullCharge.pickOne", "Pick at least one.");
-  if (const auto failure = limit_.switchOff()) {
+  if (switchLimit(false, now)) {
     return Meaning::text("fullCharge.failed", "Couldn't start the full charge. Use System Settings > Battery for now.");
   }
-  state_.lastOwnChangeAt = now;
   state_.session = session;
   return std::nullopt;
 }
@@ -410,22 +520,10 @@ MonitorState Monitor::readState(StateStore& store) {
   state.lastHot = record.lastHot;
   state.widget = record.widget;
   state.widgetWrittenAt = record.widgetWrittenAt;
-  state.watchdog = store.load<LimitWatchdog>("watchdog", LimitWatchdog{});
-  state.calibration = store.load<CalibrationDetector>("calibration", CalibrationDetector{});
-  state.session = store.load<OptionalSession>("session", OptionalSession{}).session;
-  state.departures = store.load<DepartureLedger>("departures", DepartureLedger{});
-  state.smartTopUp = store.load<SmartTopUp>("smartTopUp", SmartTopUp{});
-  state.trips = store.load<CalendarTrigger>("calendarTrigger", CalendarTrigger{});
+  for (const auto& row : kPersistedStates) row.load(store, row.name, state);
   state.highCharge = joinedLedger(store.load<HighChargeLedger>("highCharge", HighChargeLedger{}),
                                   store.load<HighChargeLedger>("highChargeToday", HighChargeLedger{}));
   state.health = store.load<std::vector<HealthTrend::Sample>>("health", {});
-  state.milestone = store.load<OptionalMilestone>("milestone", OptionalMilestone{}).milestone;
-  state.weakCharger = store.load<WeakChargerRule>("weakCharger", WeakChargerRule{});
-  state.chargers = store.load<ChargerMemory>("chargers", ChargerMemory{});
-  state.weekly = store.load<WeeklyNote>("weekly", WeeklyNote{});
-  state.drain = store.load<BackgroundDrain>("drain", BackgroundDrain{});
-  state.accessories = store.load<AccessoryRule>("accessories", AccessoryRule{});
-  state.policy = store.load<AlertPolicy>("alertPolicy", AlertPolicy{});
   state.alerts = store.load<std::vector<BatteryAlert>>("alerts", {});
   return state;
 }
@@ -453,13 +551,13 @@ bool Monitor::save(StateStore& store, Date now, bool all) {
   MonitorState& saved = *saved_;  // as last written
   const bool everything = all || first;  // at shutdown: every state, changed or not
   auto changed = [&](auto member) { return everything || !(state_.*member == saved.*member); };
-  // Writes a state that changed and remembers it as written.
-  auto keep = [&](auto member, std::string_view name, auto stored) {
-    if (!changed(member)) return;
-    store.save(name, stored(state_.*member));
-    saved.*member = state_.*member;
+  // Writes a row's state if it changed and remembers it as written.
+  auto keep = [&](const PersistedState& row) {
+    if (!everything && row.same(state_, saved)) return false;
+    row.save(store, row.name, state_);
+    row.copy(saved, state_);
+    return true;
   };
-  auto same = [](const auto& value) -> const auto& { return value; };
 
   // The settings belong to the person (kestrin settings writes them): only a
   // change made here is written, never a copy read before theirs.
@@ -471,21 +569,14 @@ bool Monitor::save(StateStore& store, Date now, bool all) {
   // right after it neither loses nor repeats it.
   const bool alertsChanged = everything || alertsEdits_ != savedAlertsEdits_;
   if (changed(&MonitorState::lastOwnChangeAt) || changed(&MonitorState::lastHot) || alertsChanged) all = true;
-  keep(&MonitorState::watchdog, "watchdog", same);
-  keep(&MonitorState::calibration, "calibration", same);
-  keep(&MonitorState::session, "session", [](const auto& session) { return OptionalSession{session}; });
-  keep(&MonitorState::departures, "departures", same);
-  keep(&MonitorState::smartTopUp, "smartTopUp", same);
-  keep(&MonitorState::trips, "calendarTrigger", same);
+  for (const auto& row : kPersistedStates) {
+    if (row.written != Written::withTheTick && keep(row) && row.written == Written::atOnceWithTheTick) all = true;
+  }
   if (everything || healthEdits_ != savedHealthEdits_) {
     store.save("health", state_.health);
     saved.health = state_.health;
     savedHealthEdits_ = healthEdits_;
   }
-  keep(&MonitorState::milestone, "milestone", [](const auto& milestone) { return OptionalMilestone{milestone}; });
-  keep(&MonitorState::weekly, "weekly", same);
-  keep(&MonitorState::drain, "drain", same);
-  keep(&MonitorState::policy, "alertPolicy", same);
   if (alertsChanged) {
     store.save("alerts", state_.alerts);
     saved.alerts = state_.alerts;
@@ -515,9 +606,9 @@ bool Monitor::save(StateStore& store, Date now, bool all) {
       store.save("highChargeToday", newestDay(state_.highCharge));
       savedDays.back() = days.back();
     }
-    keep(&MonitorState::chargers, "chargers", same);
-    keep(&MonitorState::weakCharger, "weakCharger", same);
-    keep(&MonitorState::accessories, "accessories", same);
+    for (const auto& row : kPersistedStates) {
+      if (row.written == Written::withTheTick) keep(row);
+    }
     flushedAt_ = now;
   }
   return due;

@@ -48,6 +48,7 @@
 #include "app/Settings.hpp"
 #include "app/StateStore.hpp"
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -162,6 +163,39 @@ class Monitor {
   bool flushDue(batterycore::Date now) const;
 
  private:
+  // One tick's reading and what it has done so far.
+  struct Tick {
+    TickReport& report;
+    const batterycore::BatterySnapshot& reading;
+    batterycore::Date now;
+    std::optional<batterycore::Date> wokeAt;
+    bool ours;  // a full charge of ours was running when the tick began
+  };
+  // The tick: each stage in this order.
+  static const std::array<void (Monitor::*)(Tick&), 15> stages;
+  void limitStage(Tick& t);
+  void calibrationStage(Tick& t);
+  void sessionStage(Tick& t);
+  void heatStage(Tick& t);
+  void departureStage(Tick& t);
+  void tripStage(Tick& t);
+  void smartTopUpStage(Tick& t);
+  void healthStage(Tick& t);
+  void chargerStage(Tick& t);
+  void weeklyStage(Tick& t);
+  void drainStage(Tick& t);
+  void accessoryStage(Tick& t);
+  void alertStage(Tick& t);
+  void attentionStage(Tick& t);
+  void controlStage(Tick& t);
+
+  // Switches the limit and, when that worked, records the change as ours, so
+  // the limit-change rule does not blame the person for it. The reason when
+  // it failed.
+  std::optional<std::string> switchLimit(bool on, batterycore::Date now);
+  // Switches the limit off for a full charge of ours (a trip, a top-up);
+  // false, with the failure in the report, when the limit would not switch.
+  bool startOurs(Tick& t, const batterycore::FullChargeSession& session);
   void raise(TickReport& report, batterycore::BatteryAlert alert);
   // With the keep-on setting: a limit that was on before a wake or a restart
   // and is off now, with no full charge of ours running, is switched back on

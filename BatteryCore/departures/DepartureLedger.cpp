@@ -1,6 +1,5 @@
 #include "BatteryCore/departures/DepartureLedger.hpp"
 
-#include <algorithm>
 #include <iterator>
 
 namespace batterycore {
@@ -18,15 +17,10 @@ DepartureLedger::Unplug DepartureLedger::Unplug::fromJson(const Json& json) {
 
 DepartureLedger DepartureLedger::step(const DepartureLedger& ledger, const std::optional<BatterySnapshot>& previous,
                                       const BatterySnapshot& current, std::optional<Date> lastTick, Date now) {
+  // Every plugged-in to unplugged edge is recorded, however close to the one
+  // before. A run resumed after a restart must hand in the tick before and
+  // the ledger as they were saved together, or it learns an unplug twice.
   if (!previous || !previous->pluggedIn || current.pluggedIn) return ledger;
-  // The same unplug seen again, by a run that went on from a point before it,
-  // is learned once. So is one learned after the tick before: the tick before
-  // is then an older one kept from a run whose last ticks were not saved, and
-  // the Mac has been unplugged since.
-  if (std::any_of(ledger.unplugs.begin(), ledger.unplugs.end(), [now](const Unplug& u) { return u.at == now; })) {
-    return ledger;
-  }
-  if (lastTick && !ledger.unplugs.empty() && ledger.unplugs.back().at > *lastTick) return ledger;
 
   const bool afterWake = !lastTick || (now - *lastTick) > maxGap;
   DepartureLedger next = ledger;

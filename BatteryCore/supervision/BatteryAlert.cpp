@@ -37,12 +37,15 @@ std::optional<BatteryAlert::Kind> BatteryAlert::kindFromRawValue(std::string_vie
 
 std::string shortestSecondsText(Date date) {
   const double seconds = secondsSince1970(date);
-  // 32 characters hold any double in its shortest form ("-2.2250738585072014e-308").
-  std::array<char, 32> buffer{};
-  const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), seconds);
+  // Written out in full, never with an exponent: 1.7e9 is "1700000000.0".
+  // 400 characters hold any finite double so (310 digits before the point
+  // at most, 330 after it for the smallest).
+  std::array<char, 400> buffer{};
+  const auto [end, error] =
+      std::to_chars(buffer.data(), buffer.data() + buffer.size(), seconds, std::chars_format::fixed);
   std::string text(buffer.data(), error == std::errc{} ? end : buffer.data());
   // A whole number still shows that it is a floating-point value.
-  if (std::isfinite(seconds) && text.find_first_of(".e") == std::string::npos) text += ".0";
+  if (std::isfinite(seconds) && text.find('.') == std::string::npos) text += ".0";
   return text;
 }
 

@@ -73,7 +73,9 @@ struct BatteryAlert {
 };
 
 // Seconds since 1970 in the shortest decimal form that reads back to the same
-// double, always with a fraction or an exponent: 0.5 -> "0.5", 1e9 -> "1000000000.0".
+// double, never with an exponent and always with a fraction: 0.5 -> "0.5",
+// 1e9 -> "1000000000.0". Ids saved in the exponent form of earlier versions
+// ("hot-1.7e+09") are still read and compared as they are.
 std::string shortestSecondsText(Date date);
 
 // A kind is stored as its raw value; an unknown one fails the decoding.

@@ -1,5 +1,7 @@
 #include "app/live/ICalendarFiles.hpp"
 
+#include "KestrinWidget/SharedContainer.hpp"
+
 extern "C" {
 #include <libical/ical.h>
 }
@@ -288,18 +290,9 @@ std::optional<std::string> contentsOf(const fs::path& file, std::string& problem
     problem = "too large to be a calendar (" + std::to_string(size) + " bytes); not read";
     return std::nullopt;
   }
-  std::ifstream in(file, std::ios::binary);
-  if (!in) {
-    problem = "cannot be read";
-    return std::nullopt;
-  }
-  std::ostringstream text;
-  text << in.rdbuf();
-  if (in.bad()) {
-    problem = "cannot be read";
-    return std::nullopt;
-  }
-  return text.str();
+  auto text = widget::readWholeFile(file);
+  if (!text) problem = "cannot be read";
+  return text;
 }
 
 bool isHidden(const fs::path& path) { return path.filename().string().starts_with('.'); }

@@ -351,5 +351,55 @@ TEST_F(MonitorProperty, ANewHealthSampleIsSavedAtTheNextSave) {
   EXPECT_EQ(monitor.state().health.size(), 3u);
 }
 
+// The ledger learns every unplug; the tick before it is saved with the
+// ledger, so a service killed right after an unplug does not learn it again
+// from a saved tick that was still plugged in.
+TEST_F(MonitorProperty, AnUnplugIsLearnedOnceAcrossAKillRightAfterIt) {
+  RandomBattery battery;
+  battery.reading = batterycore::testing::reading(80, true, false, LimitState::on(80));
+  const Date morning = *batterycore::parseIso8601("2026-03-05T08:00:00Z");
+  {
+    StateStore store(folder_, {}, false);
+    Monitor monitor(battery, battery, Calendar::utc());
+    monitor.load(store);
+    for (const auto& [seconds, plugged] : {std::pair{0, true}, {60, true}, {120, false}}) {
+      battery.reading->at = morning + Seconds{double(seconds)};
+      battery.reading->pluggedIn = plugged;
+      (void)monitor.tick(battery.reading->at);
+      monitor.save(store, battery.reading->at);
+      store.commit();
+    }
+    ASSERT_EQ(monitor.state().departures.unplugs.size(), 1u);
+  }  // killed: nothing more is saved
+  StateStore store(folder_, {}, false);
+  Monitor monitor(battery, battery, Calendar::utc());
+  monitor.load(store);
+  battery.reading->at = morning + Seconds{180.0};
+  (void)monitor.tick(battery.reading->at);
+  EXPECT_EQ(monitor.state().departures.unplugs.size(), 1u);
+}
+
+// Plugged in above 80% with the limit off, nothing but the time above 80%
+// changes: the widget gets the new figure once the throttle has passed, not
+// only at the two-hour heartbeat.
+TEST_F(MonitorProperty, TheWidgetGetsNewWordingAfterTheThrottle) {
+  RandomBattery battery;
+  battery.reading = batterycore::testing::reading(95, true, false, LimitState::off());
+  Monitor monitor(battery, battery, Calendar::utc());
+  const Date noon = *batterycore::parseIso8601("2026-03-05T12:00:00Z");
+  std::vector<widget::WidgetSnapshot> written;
+  for (int minute = 0; minute <= 120; ++minute) {
+    battery.reading->at = noon + Seconds{60.0 * minute};
+    if (auto report = monitor.tick(battery.reading->at); report.widgetWritten) {
+      written.push_back(*report.widgetWritten);
+    }
+  }
+  ASSERT_GE(written.size(), 2u);
+  EXPECT_NE(written[1].highCharge, written[0].highCharge);
+  for (std::size_t i = 1; i < written.size(); ++i) {
+    EXPECT_GE(written[i].at - written[i - 1].at, widget::WidgetSnapshot::throttle);
+  }
+}
+
 }  // namespace
 }  // namespace kestrin::app

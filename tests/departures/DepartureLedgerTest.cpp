@@ -73,36 +73,20 @@ TEST(DepartureLedger, AnUnplugAfterAGapOfMoreThanNinetySecondsIsAfterWake) {
   }
 }
 
-TEST(DepartureLedger, UnplugsAMinuteApartAreBothRecorded) {
+TEST(DepartureLedger, EveryEdgeIsRecordedWithoutDeduplication) {
+  // Two unplugs a minute apart; the same moment met twice; an edge whose
+  // tick before lies behind the newest recorded unplug: each is appended.
   const Date first = at("2026-03-02T08:00:00Z");
   const Date second = at("2026-03-02T08:01:00Z");
-  auto ledger = DepartureLedger::step(DepartureLedger{}, reading(80, true, first - 30s), reading(80, false, first),
-                                      first - 30s, first);
-  ledger = DepartureLedger::step(ledger, reading(80, true, second - 30s), reading(80, false, second), second - 30s,
-                                 second);
-  EXPECT_EQ(ledger.unplugs, (std::vector<DepartureLedger::Unplug>{{first, false}, {second, false}}));
-}
-
-TEST(DepartureLedger, TheSameUnplugSeenAgainIsLearnedOnce) {
-  // A run that goes on from a point before the unplug meets it a second time.
-  const Date moment = at("2026-03-02T08:00:00Z");
-  auto ledger = DepartureLedger::step(DepartureLedger{}, reading(80, true, moment - 60s), reading(80, false, moment),
-                                      moment - 60s, moment);
-  ledger = DepartureLedger::step(ledger, reading(80, true, moment - 60s), reading(80, false, moment), moment - 60s,
-                                 moment);
-  EXPECT_EQ(ledger.unplugs, (std::vector<DepartureLedger::Unplug>{{moment, false}}));
-}
-
-TEST(DepartureLedger, AnUnplugLearnedAfterAnOlderSavedTickIsNotLearnedAgain) {
-  // Unplugged at 08:05 and learned then; the saved tick before it is from
-  // 08:00, so the first tick after a restart sees plugged-in, then unplugged.
-  const Date saved = at("2026-03-02T08:00:00Z");
-  const Date unplugged = at("2026-03-02T08:05:00Z");
-  const Date restarted = at("2026-03-02T08:09:00Z");
-  auto ledger = DepartureLedger::step(DepartureLedger{}, reading(80, true, unplugged - 60s),
-                                      reading(80, false, unplugged), unplugged - 60s, unplugged);
-  ledger = DepartureLedger::step(ledger, reading(80, true, saved), reading(79, false, restarted), saved, restarted);
-  EXPECT_EQ(ledger.unplugs, (std::vector<DepartureLedger::Unplug>{{unplugged, false}}));
+  auto unplug = [](const DepartureLedger& ledger, Date lastTick, Date now) {
+    return DepartureLedger::step(ledger, reading(80, true, lastTick), reading(80, false, now), lastTick, now);
+  };
+  auto ledger = unplug(DepartureLedger{}, first - 30s, first);
+  ledger = unplug(ledger, second - 30s, second);
+  ledger = unplug(ledger, second - 30s, second);
+  ledger = unplug(ledger, first - 60s, second);
+  EXPECT_EQ(ledger.unplugs, (std::vector<DepartureLedger::Unplug>{
+                                {first, false}, {second, false}, {second, false}, {second, true}}));
 }
 
 TEST(DepartureLedger, KeepsTheLatestFourHundred) {

@@ -17,11 +17,6 @@ BatteryAlert alertAt(Kind kind, double secondsSince1970) {
   return BatteryAlert{kind, dateFromSecondsSince1970(secondsSince1970), "Title", "Body", std::nullopt};
 }
 
-TEST(BatteryAlert, HeaderExample) {
-  EXPECT_EQ(alertAt(Kind::hot, 0.5).id(), "hot-0.5");
-  EXPECT_EQ(BatteryAlert::rawValue(Kind::limitTurnedOff), "limitTurnedOff");
-}
-
 TEST(BatteryAlert, IdIsKindAndShortestSecondsThatReadBack) {
   struct Case {
     Kind kind;
@@ -35,7 +30,10 @@ TEST(BatteryAlert, IdIsKindAndShortestSecondsThatReadBack) {
       {Kind::calibrating, 1767225600.25, "calibrating-1767225600.25"},
       {Kind::weeklyNote, 1767225600.1, "weeklyNote-1767225600.1"},  // not 1767225600.0999999
       {Kind::accessoryLow, -1.5, "accessoryLow--1.5"},
-      {Kind::limitUnavailable, 1e16, "limitUnavailable-1e+16"},  // an exponent needs no ".0"
+      {Kind::hot, 1e9, "hot-1000000000.0"},  // round numbers are written out, not "1e+09"
+      {Kind::hot, 1.7e9, "hot-1700000000.0"},
+      {Kind::hot, -1e9, "hot--1000000000.0"},  // before 1970
+      {Kind::limitUnavailable, 1e16, "limitUnavailable-10000000000000000.0"},
   };
   for (const auto& c : cases) {
     const auto id = alertAt(c.kind, c.seconds).id();

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <optional>
 
 namespace kestrin::widget {
 namespace {
@@ -199,18 +200,23 @@ TEST(WidgetSnapshot, LoadFallsBackToPreferencesWhenTheFileIsBad) {
   const std::string encoded = valid.encoded();
   struct Case {
     const char* what;
-    std::string file;
+    std::optional<std::string> file;  // absent: a folder stands at the path, so reading it fails
   };
   const Case cases[] = {
       {"invalid JSON", "{ this is not json"},
       {"caught half-written", encoded.substr(0, encoded.size() / 2)},
       {"missing a required key", R"({"percent":82,"charging":false,"mood":"holding","headline":"x"})"},
       {"empty", ""},
+      {"unreadable", std::nullopt},
   };
   for (const auto& c : cases) {
     testing::TemporaryFolder folder;
     const AppGroup group = AppGroup::inFolder(folder.path());
-    writeText(folder.path() / "snapshot.json", c.file);
+    if (c.file) {
+      writeText(folder.path() / "snapshot.json", *c.file);
+    } else {
+      std::filesystem::create_directories(folder.path() / "snapshot.json");
+    }
     group.preferences->setData("widget.snapshot", encoded);
     EXPECT_EQ(WidgetSnapshot::load(group), valid) << c.what;
     // The reader repairs nothing.

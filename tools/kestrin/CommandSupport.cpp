@@ -1,7 +1,9 @@
 #include "tools/kestrin/CommandSupport.hpp"
 
+#include "KestrinWidget/SharedContainer.hpp"
 #include "BatteryCore/text/Formatting.hpp"
 #include "app/SettingsTable.hpp"
+#include "app/live/HostTimeZone.hpp"
 
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
@@ -41,14 +43,7 @@ bool useLocale(const std::string& name, std::ostream& err, std::string_view sour
   return true;
 }
 
-std::string systemTimeZone() {
-  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());
-  icu::UnicodeString id;
-  zone->getID(id);
-  std::string name;
-  id.toUTF8String(name);
-  return name;
-}
+std::string systemTimeZone() { return app::live::startupTimeZone(); }
 
 std::optional<std::filesystem::path> stateFolderOrDefault(const std::string& given) {
   if (!given.empty()) return fs::path(given);
@@ -132,16 +127,12 @@ std::optional<std::string> readFileText(const fs::path& path, std::ostream& err)
     err << "kestrin: " << path.string() << " is a folder, not a file\n";
     return std::nullopt;
   }
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
+  if (!std::ifstream(path, std::ios::binary)) {
     err << "kestrin: cannot open " << path.string() << ": " << std::strerror(errno) << "\n";
     return std::nullopt;
   }
-  std::string text{std::istreambuf_iterator<char>(file), {}};
-  if (file.bad()) {
-    err << "kestrin: cannot read " << path.string() << ": " << std::strerror(errno) << "\n";
-    return std::nullopt;
-  }
+  auto text = widget::readWholeFile(path);
+  if (!text) err << "kestrin: cannot read " << path.string() << ": " << std::strerror(errno) << "\n";
   return text;
 }
 
