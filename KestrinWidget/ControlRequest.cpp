@@ -6,23 +6,6 @@ namespace kestrin::widget {
 
 using batterycore::Date;
 
-namespace {
-
-template <class T>
-const T* entry(const PreferenceDictionary& dictionary, std::string_view key) {
-  const auto found = dictionary.find(key);
-  return found == dictionary.end() ? nullptr : std::get_if<T>(&found->second);
-}
-
-// Seconds since 1970, whether the writer stored an integer or a double.
-std::optional<double> number(const PreferenceDictionary& dictionary, std::string_view key) {
-  if (const auto* d = entry<double>(dictionary, key)) return *d;
-  if (const auto* i = entry<std::int64_t>(dictionary, key)) return static_cast<double>(*i);
-  return std::nullopt;
-}
-
-}  // namespace
-
 std::optional<ControlRequest> ControlRequest::from(const std::optional<PreferenceDictionary>& dictionary) {
   if (!dictionary) return std::nullopt;
   const auto* on = entry<bool>(*dictionary, "on");

@@ -13,10 +13,4 @@ namespace kestrin::widget {
 
 void logNote(std::string_view message);
 
-// The same for the long-running service ("kestrin watch"), under its own
-// name (syslog ident "kestrin", log category "service"). `warning` marks
-// what needs a person's eye (a damaged state file, a limit that cannot be
-// switched).
-void logServiceNote(std::string_view message, bool warning = false);
-
 }  // namespace kestrin::widget

@@ -15,12 +15,6 @@ void logNote(std::string_view message) {
   os_log_with_type(log, OS_LOG_TYPE_DEFAULT, "%{public}s", text.c_str());
 }
 
-void logServiceNote(std::string_view message, bool warning) {
-  static const os_log_t log = os_log_create(std::string(kBundleIdentifier).c_str(), "service");
-  const std::string text(message);
-  os_log_with_type(log, warning ? OS_LOG_TYPE_ERROR : OS_LOG_TYPE_DEFAULT, "%{public}s", text.c_str());
-}
-
 }  // namespace kestrin::widget
 
 #endif  // __APPLE__

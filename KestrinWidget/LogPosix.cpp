@@ -10,11 +10,6 @@ void logNote(std::string_view message) {
   ::syslog(LOG_USER | LOG_INFO, "kestrin-widget: %.*s", static_cast<int>(message.size()), message.data());
 }
 
-void logServiceNote(std::string_view message, bool warning) {
-  ::syslog(LOG_USER | (warning ? LOG_WARNING : LOG_INFO), "kestrin: %.*s", static_cast<int>(message.size()),
-           message.data());
-}
-
 }  // namespace kestrin::widget
 
 #endif  // __APPLE__

@@ -4,30 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <string>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 namespace kestrin::widget {
-
-namespace {
-
-bool writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const auto written = ::write(fd, bytes.data(), bytes.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-}  // namespace
 
 OwnFile readOwnFile(const std::filesystem::path& path, std::size_t maxBytes) {
   OwnFile file;
@@ -64,6 +47,18 @@ OwnFile readOwnFile(const std::filesystem::path& path, std::size_t maxBytes) {
   return file;
 }
 
+bool writeAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const auto written = ::write(fd, bytes.data(), bytes.size());
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
 // The rename itself is only durable once the folder's entry is on disk.
 void syncFolder(const std::filesystem::path& folder) {
   const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -83,31 +78,65 @@ bool createPrivateFolders(const std::filesystem::path& folder) {
 }
 
 std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
-  std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad()) return std::nullopt;
+  // Plain reads: a read error (a folder at the path, an I/O error halfway)
+  // makes the file unreadable, never an exception. O_NONBLOCK keeps a FIFO
+  // planted at the path from stalling the reader.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) return std::nullopt;
+  std::string bytes;
+  std::array<char, 16384> chunk{};
+  bool failed = false;
+  for (;;) {
+    const auto n = ::read(fd, chunk.data(), chunk.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) failed = true;
+    if (n <= 0) break;
+    bytes.append(chunk.data(), static_cast<std::size_t>(n));
+  }
+  const int error = errno;
+  ::close(fd);
+  errno = error;  // the caller may say why
+  if (failed) return std::nullopt;
   return bytes;
 }
 
-bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, bool durable) {
+std::optional<std::string> replaceFile(const std::filesystem::path& path, std::string_view bytes,
+                                       const Replacement& how) {
+  if (!path.has_filename()) return "\"" + path.string() + "\" names no file";
   const auto folder = path.parent_path();
-  if (!createPrivateFolders(folder)) return false;
+  const auto folderText = folder.empty() ? std::string(".") : folder.string();
+  auto failed = [](std::string_view what, std::string_view subject) {
+    const int error = errno;
+    std::string text = std::string(what) + " " + std::string(subject) + ": " + std::system_category().message(error);
+    errno = error;  // a caller may look at it too
+    return text;
+  };
+  if (how.createFolders && !createPrivateFolders(folder)) return failed("cannot create", folderText);
 
   // A leading dot keeps the temporary out of the way of anyone listing keys.
   std::string temporary = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
   const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-  if (fd < 0) return false;
-  const bool written = writeAll(fd, bytes) && (!durable || ::fsync(fd) == 0);
-  const bool closed = ::close(fd) == 0;
-  if (!written || !closed || ::rename(temporary.c_str(), path.c_str()) != 0) {
-    const int error = errno;  // the caller reports why
+  if (fd < 0) return failed("cannot create a file in", folderText);
+  std::optional<std::string> failure;
+  // mkostemp makes the file private; another mode is set before anything is in it.
+  if ((how.mode != 0600 && ::fchmod(fd, how.mode) != 0) || !writeAll(fd, bytes) ||
+      (how.durable && ::fsync(fd) != 0)) {
+    failure = failed("cannot write", temporary);
+  }
+  if (::close(fd) != 0 && !failure) failure = failed("cannot write", temporary);
+  if (!failure && ::rename(temporary.c_str(), path.c_str()) != 0) failure = failed("cannot replace", path.native());
+  if (failure) {
+    const int error = errno;
     ::unlink(temporary.c_str());
     errno = error;
-    return false;
+    return failure;
   }
-  if (durable) syncFolder(folder);
-  return true;
+  if (how.durable) syncFolder(folder);
+  return std::nullopt;
+}
+
+bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, bool durable) {
+  return !replaceFile(path, bytes, {.durable = durable});
 }
 
 }  // namespace kestrin::widget

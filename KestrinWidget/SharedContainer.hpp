@@ -34,7 +34,8 @@ class FolderContainer final : public SharedContainer {
   std::optional<std::filesystem::path> folder_;
 };
 
-// The whole file, or absent when it cannot be read.
+// The whole file, or absent when it cannot be opened or read (errno says
+// why); never throws.
 std::optional<std::string> readWholeFile(const std::filesystem::path& path);
 
 // A file that another user could have planted or changed is not read: it
@@ -61,6 +62,25 @@ bool createPrivateFolders(const std::filesystem::path& folder);
 // `durable` (the default) also fsyncs the file and its folder; a throwaway
 // folder can do without.
 bool writeFileAtomically(const std::filesystem::path& path, std::string_view bytes, bool durable = true);
+
+// How replaceFile writes: synced to disk, the file's mode, and whether
+// missing folders are made (0700).
+struct Replacement {
+  bool durable = true;
+  unsigned mode = 0600;
+  bool createFolders = true;
+};
+
+// Replaces `path` with `bytes` through a temporary beside it, renamed over
+// it once whole: a reader sees the old file or the new one, never a part.
+// The reason when it failed, naming the file ("cannot write /x/.f.ab12: No
+// space left on device"), with errno still saying why.
+std::optional<std::string> replaceFile(const std::filesystem::path& path, std::string_view bytes,
+                                       const Replacement& how = {});
+
+// Writes all of `bytes` to `fd`, going on after an interrupted write; false
+// on any other failure, with errno saying why.
+bool writeAll(int fd, std::string_view bytes);
 
 // Puts the folder's entries (a rename, a new file) on disk.
 void syncFolder(const std::filesystem::path& folder);

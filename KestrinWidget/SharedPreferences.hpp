@@ -23,6 +23,21 @@ namespace kestrin::widget {
 using PreferenceValue = std::variant<bool, std::int64_t, double, std::string>;
 using PreferenceDictionary = std::map<std::string, PreferenceValue, std::less<>>;
 
+// The entry under `key` when it holds a T; null otherwise.
+template <class T>
+const T* entry(const PreferenceDictionary& dictionary, std::string_view key) {
+  const auto found = dictionary.find(key);
+  return found == dictionary.end() ? nullptr : std::get_if<T>(&found->second);
+}
+
+// A number, whether the writer stored an integer or a double (seconds since
+// 1970 come either way).
+inline std::optional<double> number(const PreferenceDictionary& dictionary, std::string_view key) {
+  if (const auto* d = entry<double>(dictionary, key)) return *d;
+  if (const auto* i = entry<std::int64_t>(dictionary, key)) return static_cast<double>(*i);
+  return std::nullopt;
+}
+
 class SharedPreferences {
  public:
   virtual ~SharedPreferences() = default;

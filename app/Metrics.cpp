@@ -1,10 +1,7 @@
 #include "app/Metrics.hpp"
 
 #include "BatteryCore/supervision/AlertPolicy.hpp"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "KestrinWidget/SharedContainer.hpp"
 
 #include <array>
 #include <cerrno>
@@ -66,20 +63,6 @@ void appendEscaped(std::string& out, std::string_view text, bool quotes) {
 
 std::string_view typeName(MetricFamily::Type type) {
   return type == MetricFamily::Type::counter ? "counter" : "gauge";
-}
-
-std::string errnoText(int error) { return std::system_category().message(error); }
-
-bool writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const auto written = ::write(fd, bytes.data(), bytes.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 }  // namespace
@@ -198,29 +181,8 @@ std::string metricsText(const MonitorState& state, const Calendar& calendar, Dat
 }
 
 std::optional<std::string> writeMetricsFile(const std::filesystem::path& path, std::string_view text) {
-  if (!path.has_filename()) return "\"" + path.string() + "\" names no file";
-  const auto folder = path.parent_path();
-  const auto folderText = folder.empty() ? std::string(".") : folder.string();
-
-  std::string temporary = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-  if (fd < 0) {
-    const int error = errno;
-    return "cannot create a file in " + folderText + ": " + errnoText(error);
-  }
-
-  std::optional<std::string> failure;
-  // Takes errno before anything else can change it.
-  const auto fail = [&](std::string_view what, std::string_view subject) {
-    const int error = errno;
-    if (!failure) failure = std::string(what) + " " + std::string(subject) + ": " + errnoText(error);
-  };
-  // mkostemp makes the file private; the collector reads it as another user.
-  if (::fchmod(fd, 0644) != 0 || !writeAll(fd, text)) fail("cannot write", temporary);
-  if (::close(fd) != 0) fail("cannot write", temporary);
-  if (!failure && ::rename(temporary.c_str(), path.c_str()) != 0) fail("cannot replace", path.native());
-  if (failure) ::unlink(temporary.c_str());
-  return failure;
+  // The collector reads it as another user; its folder is the collector's.
+  return widget::replaceFile(path, text, {.durable = false, .mode = 0644, .createFolders = false});
 }
 
 }  // namespace kestrin::app

@@ -12,23 +12,13 @@ namespace kestrin::app {
 using batterycore::Date;
 namespace Meaning = batterycore::Meaning;
 using widget::PreferenceDictionary;
+using widget::entry;
+using widget::number;
 
 namespace {
 
 constexpr int kAnswerPolls = 30;
 constexpr batterycore::Seconds kPollInterval = std::chrono::milliseconds{100};
-
-template <class T>
-const T* entry(const PreferenceDictionary& dictionary, std::string_view key) {
-  const auto found = dictionary.find(key);
-  return found == dictionary.end() ? nullptr : std::get_if<T>(&found->second);
-}
-
-std::optional<double> number(const PreferenceDictionary& dictionary, std::string_view key) {
-  if (const auto* d = entry<double>(dictionary, key)) return *d;
-  if (const auto* i = entry<std::int64_t>(dictionary, key)) return static_cast<double>(*i);
-  return std::nullopt;
-}
 
 std::optional<Date> answeredAt(const std::optional<PreferenceDictionary>& answer) {
   if (!answer) return std::nullopt;

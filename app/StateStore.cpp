@@ -31,18 +31,6 @@ std::string timestampForFileName() {
   return buffer;
 }
 
-bool writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const auto written = ::write(fd, bytes.data(), bytes.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
 // The journal's whole lines, each an object of name -> state, oldest first.
 // A last line with no newline was cut short by a crash and is left out;
 // `wholeSize` is where it begins. A damaged line is left out too, and the
@@ -262,7 +250,7 @@ bool StateStore::append(const std::string& line) {
     if (!existed && durable_) widget::syncFolder(folder_);
   }
   const std::string bytes = tornTail_ ? "\n" + line : line;
-  if (!writeAll(journalFd_, bytes) || (durable_ && ::fdatasync(journalFd_) != 0)) {
+  if (!widget::writeAll(journalFd_, bytes) || (durable_ && ::fdatasync(journalFd_) != 0)) {
     const int error = errno;
     // Take back what part of the line went out, so that the next one starts whole.
     tornTail_ = ::ftruncate(journalFd_, static_cast<off_t>(journalSize_)) != 0;

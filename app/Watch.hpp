@@ -26,6 +26,7 @@
 #include "BatteryCore/foundation/Date.hpp"
 #include "KestrinWidget/AppGroup.hpp"
 #include "app/Monitor.hpp"
+#include "app/Platform.hpp"
 #include "app/StateStore.hpp"
 #include "app/live/DesktopNotifications.hpp"
 
@@ -38,16 +39,6 @@
 #include <vector>
 
 namespace kestrin::app {
-
-// A descriptor the service also waits on between ticks: a udev monitor, the
-// desktop's message bus, a signal descriptor.
-struct WakeSource {
-  int fd = -1;
-  // What to wait for (POLLIN unless the source says otherwise each time).
-  std::function<short()> events;
-  // Called when the descriptor is ready; true: tick now.
-  std::function<bool()> ready;
-};
 
 struct WatchOptions {
   // Time between ticks; absent: the settings' interval, which the person may

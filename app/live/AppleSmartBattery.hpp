@@ -1,7 +1,7 @@
 // AppleSmartBattery: the Mac's battery as a BatterySource, read from the
 // AppleSmartBattery registry entry through IOKit. Apple platforms only.
 //
-//   AppleSmartBattery battery(AppleSmartBattery::systemNow, [] { return limitReader.read(); });
+//   AppleSmartBattery battery(systemNow, [] { return limitReader.read(); });
 //   auto reading = battery.read();                 // absent on a Mac without a battery
 //   if (!reading) log(battery.lastRefusal());
 //
@@ -19,6 +19,7 @@
 #include "BatteryCore/readings/BatterySnapshot.hpp"
 #include "BatteryCore/readings/LimitState.hpp"
 #include "BatteryCore/readings/ThermalLevel.hpp"
+#include "app/live/SystemClock.hpp"
 
 #include <functional>
 #include <optional>
@@ -31,8 +32,6 @@ class AppleSmartBattery final : public batterycore::BatterySource {
   using Clock = std::function<batterycore::Date()>;
   using LimitReader = std::function<batterycore::LimitState()>;
   using ThermalReader = std::function<batterycore::ThermalLevel()>;
-
-  static batterycore::Date systemNow();
 
   explicit AppleSmartBattery(Clock clock = systemNow, LimitReader limit = {}, ThermalReader thermal = {});
 

@@ -98,10 +98,6 @@ Json jsonFrom(CFTypeRef value, int depth) {
 
 }  // namespace
 
-Date AppleSmartBattery::systemNow() {
-  return std::chrono::time_point_cast<batterycore::Seconds>(std::chrono::system_clock::now());
-}
-
 AppleSmartBattery::AppleSmartBattery(Clock clock, LimitReader limit, ThermalReader thermal)
     : clock_(std::move(clock)), limit_(std::move(limit)), thermal_(std::move(thermal)) {}
 

@@ -1,6 +1,10 @@
 #include "app/live/HostTimeZone.hpp"
 
+#include <unicode/timezone.h>
+#include <unicode/unistr.h>
+
 #include <cstdlib>
+#include <memory>
 #include <string_view>
 #include <system_error>
 
@@ -24,5 +28,14 @@ std::optional<std::string> hostTimeZone(const char* tz, const std::filesystem::p
 }
 
 std::optional<std::string> hostTimeZone() { return hostTimeZone(std::getenv("TZ"), "/etc/localtime"); }
+
+std::string startupTimeZone() {
+  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());
+  icu::UnicodeString id;
+  zone->getID(id);
+  std::string name;
+  id.toUTF8String(name);
+  return name;
+}
 
 }  // namespace kestrin::app::live

@@ -19,6 +19,10 @@ namespace kestrin::app::live {
 
 std::optional<std::string> hostTimeZone();
 
+// The zone the process found at its start (ICU's default), for when the
+// host's cannot be read.
+std::string startupTimeZone();
+
 // The same from a given TZ value (null: not set) and localtime link; for tests.
 std::optional<std::string> hostTimeZone(const char* tz, const std::filesystem::path& localtime);
 

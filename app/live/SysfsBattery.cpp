@@ -1,5 +1,6 @@
 #include "app/live/SysfsBattery.hpp"
 
+#include "KestrinWidget/SharedContainer.hpp"
 #include "BatteryCore/text/Meaning.hpp"
 
 #include <fcntl.h>
@@ -52,14 +53,7 @@ constexpr std::array<std::string_view, 23> kAttributes = {
 constexpr std::array<std::string_view, 10> kExternalPowerTypes = {
     "Mains", "USB", "USB_DCP", "USB_CDP", "USB_ACA", "USB_C", "USB_PD", "USB_PD_DRP", "BrickID", "Wireless"};
 
-std::optional<std::string> readText(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::ostringstream contents;
-  contents << in.rdbuf();
-  if (in.bad()) return std::nullopt;
-  return contents.str();
-}
+std::optional<std::string> readText(const fs::path& file) { return widget::readWholeFile(file); }
 
 std::string withoutTrailingSpace(std::string text) {
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ')) text.pop_back();
@@ -244,8 +238,6 @@ std::optional<BatterySnapshot> snapshotFrom(Date at, const Uevent& battery, cons
                          voltageNow ? milli(voltageNow) : 0, amperageMilliA, std::nullopt, std::nullopt,
                          batteryPowerMilliW, adapter);
 }
-
-Date SysfsBattery::systemNow() { return std::chrono::time_point_cast<batterycore::Seconds>(std::chrono::system_clock::now()); }
 
 SysfsBattery::SysfsBattery(fs::path powerSupplyRoot, Clock clock, std::optional<fs::path> thermalRoot)
     : root_(std::move(powerSupplyRoot)), clock_(std::move(clock)), thermalRoot_(std::move(thermalRoot)) {}

@@ -28,6 +28,7 @@
 #include "BatteryCore/readings/LimitState.hpp"
 #include "BatteryCore/readings/ThermalLevel.hpp"
 #include "app/LimitController.hpp"
+#include "app/live/SystemClock.hpp"
 #include "app/live/Uevent.hpp"
 
 #include <filesystem>
@@ -61,8 +62,6 @@ std::optional<batterycore::BatterySnapshot> snapshotFrom(batterycore::Date at, c
 class SysfsBattery final : public batterycore::BatterySource, public LimitController {
  public:
   using Clock = std::function<batterycore::Date()>;
-
-  static batterycore::Date systemNow();
 
   // `thermalRoot`, when given, is a folder like /sys/class/thermal whose
   // thermal_zone*/temp files (m°C) set the thermal level; without it the level

@@ -176,25 +176,6 @@ TEST_F(WatchCommandTest, CarriesOutWhatThePersonAsksFor) {
   EXPECT_EQ(said, "No alerts. All quiet.\n");
 }
 
-TEST_F(WatchCommandTest, PutsBackALimitTheFirmwareDroppedDuringSleep) {
-  SysfsTree tree("thinkpad-two-batteries");
-  const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
-  write(state() / "settings.json", R"({"keepLimitOn": true})");
-  start(tree.root(), "1");
-  ASSERT_TRUE(eventually([&] { return widget().has_value(); })) << contents(work_ / "watch.log");
-
-  // Asleep for three intervals; the firmware forgets the threshold meanwhile.
-  ::kill(pid_, SIGSTOP);
-  write(threshold, "100\n");
-  std::this_thread::sleep_for(3s);
-  ::kill(pid_, SIGCONT);
-  ASSERT_TRUE(eventually([&] { return contents(threshold) == "80"; }, 5s)) << contents(threshold);
-  EXPECT_EQ(stop(), 0);
-  const auto alerts = StateStore::peek(state(), "alerts").value_or(batterycore::Json::array());
-  ASSERT_FALSE(alerts.empty());
-  EXPECT_EQ(alerts.back().at("kind"), "limitTurnedOn");
-}
-
 TEST_F(WatchCommandTest, NothingAnswersWhenNoServiceRuns) {
   EXPECT_EQ(kestrin("skip-today"), 1);
   EXPECT_EQ(said, "Kestrin isn't running yet. Open it once, then try again.\n");

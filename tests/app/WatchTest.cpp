@@ -110,31 +110,6 @@ TEST_F(WatchTest, AnsweringTheControlRefreshesTheWidgetAtOnce) {
   EXPECT_NE(std::find(notes.begin(), notes.end(), "control asked for the limit off"), notes.end());
 }
 
-TEST_F(WatchTest, RunStopsOnTheFlagWithEveryStateSaved) {
-  volatile std::sig_atomic_t stop = 0;
-  int ticks = 0;
-  std::vector<std::string> notes;
-  Watch watch(monitor_, store_, group_,
-              WatchOptions{.interval = 60s,
-                           .note = [&notes](std::string_view line) { notes.emplace_back(line); },
-                           .clock = [this] { return t0_; },
-                           .persist = [&](StateStore& states) {
-                             states.saveJson("extra", batterycore::Json{{"ticks", ++ticks}});
-                             stop = 1;  // as a signal would, right after the first tick
-                           },
-                           .sources = {},
-                           .show = {},
-                           .ticked = {},
-                           .timeZone = {}});
-  watch.run(stop);
-  EXPECT_EQ(ticks, 2) << "one tick, then the final save";
-  for (const char* name : {"watchdog", "monitor", "highCharge", "alertPolicy", "extra"}) {
-    EXPECT_TRUE(fs::exists(store_.pathOf(name))) << name;
-  }
-  ASSERT_FALSE(notes.empty());
-  EXPECT_EQ(notes.back(), "stopped; every state saved");
-}
-
 TEST_F(WatchTest, KeepsTheLimitOnWhenFirmwareDroppedItAcrossAWake) {
   monitor_.settings().keepLimitOn = true;
   auto watch = makeWatch();

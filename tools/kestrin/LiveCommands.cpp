@@ -11,33 +11,19 @@
 #include "BatteryCore/text/DetailLevel.hpp"
 #include "BatteryCore/text/Formatting.hpp"
 #include "BatteryCore/text/MeaningSituation.hpp"
-#include "KestrinWidget/Log.hpp"
-#include "app/Metrics.hpp"
-#include "app/Monitor.hpp"
-#include "app/StateStore.hpp"
-#include "app/Watch.hpp"
+#include "app/Service.hpp"
 #include "app/live/AppleBatteryProperties.hpp"
-#include "app/live/CalendarCache.hpp"
-#include "app/live/DesktopNotifications.hpp"
-#include "app/live/HostTimeZone.hpp"
-#include "app/live/PowerLog.hpp"
-#include "app/live/ProcessTable.hpp"
-#include "app/live/PowerSupplyEvents.hpp"
-#include "app/live/SysfsAccessories.hpp"
+#include "app/live/Platforms.hpp"
+#include "app/live/StopSignals.hpp"
 #include "app/live/SysfsBattery.hpp"
+#include "app/live/SystemClock.hpp"
 
 #include <CLI/CLI.hpp>
 #include <unistd.h>
-#ifdef __linux__
-#include <sys/signalfd.h>
-#endif
 
-#include <csignal>
-#include <cstdlib>
 #include <iostream>
 #include <iterator>
 #include <ostream>
-#include <sstream>
 
 namespace kestrin::tool {
 
@@ -45,37 +31,6 @@ namespace fs = std::filesystem;
 using namespace batterycore;
 
 namespace {
-
-// Set by SIGTERM and SIGINT; the watch loop checks it between waits.
-volatile std::sig_atomic_t stopRequested = 0;
-
-extern "C" void requestStop(int) { stopRequested = 1; }
-
-// SIGTERM and SIGINT as a descriptor the watch loop polls with the rest, so
-// a stop is never missed between two waits; -1 where that is not possible.
-int stopSignalDescriptor() {
-#ifdef __linux__
-  sigset_t stopSignals;
-  sigemptyset(&stopSignals);
-  sigaddset(&stopSignals, SIGTERM);
-  sigaddset(&stopSignals, SIGINT);
-  if (::sigprocmask(SIG_BLOCK, &stopSignals, nullptr) != 0) return -1;
-  const int fd = ::signalfd(-1, &stopSignals, SFD_CLOEXEC | SFD_NONBLOCK);
-  if (fd < 0) ::sigprocmask(SIG_UNBLOCK, &stopSignals, nullptr);
-  return fd;
-#else
-  return -1;
-#endif
-}
-
-void installStopHandlers() {
-  struct sigaction action{};
-  action.sa_handler = requestStop;
-  sigemptyset(&action.sa_mask);
-  action.sa_flags = 0;  // no SA_RESTART: a signal ends the wait for the next tick
-  ::sigaction(SIGTERM, &action, nullptr);
-  ::sigaction(SIGINT, &action, nullptr);
-}
 
 std::string readAll(std::istream& in) { return {std::istreambuf_iterator<char>(in), {}}; }
 
@@ -104,7 +59,7 @@ int readIoreg(const ReadCommandOptions& options, std::ostream& err,
   }
   try {
     const Json tree = app::live::appleTreeFromText(text);
-    auto mapped = app::live::snapshotFromAppleProperties(tree, app::live::SysfsBattery::systemNow(),
+    auto mapped = app::live::snapshotFromAppleProperties(tree, app::live::systemNow(),
                                                          LimitState::off());
     if (!mapped.snapshot) {
       err << "kestrin: " << options.ioregFile << ": " << mapped.refusal << "\n";
@@ -137,7 +92,7 @@ int runRead(const ReadCommandOptions& options, std::ostream& out, std::ostream& 
     if (const int status = readIoreg(options, err, reading); status != 0) return status;
   } else {
     const fs::path root = options.sysfsRoot.empty() ? fs::path(app::live::kPowerSupplyRoot) : fs::path(options.sysfsRoot);
-    app::live::SysfsBattery battery(root, app::live::SysfsBattery::systemNow,
+    app::live::SysfsBattery battery(root, app::live::systemNow,
                                     options.sysfsRoot.empty() ? std::optional<fs::path>(app::live::kThermalRoot)
                                                               : std::nullopt);
     reading = battery.read();
@@ -164,172 +119,24 @@ int runWatch(const WatchCommandOptions& options, std::ostream& out, std::ostream
   }
   if (!checkFolderOption(*stateFolder, "--state", err)) return 1;
 
-  const bool terminal = ::isatty(STDOUT_FILENO) == 1;
-  auto note = [&out, terminal](std::string_view line, bool warning = false) {
-    widget::logServiceNote(line, warning);
-    if (terminal) out << line << std::endl;
-  };
-
-  const fs::path root = options.sysfsRoot.empty() ? fs::path(app::live::kPowerSupplyRoot) : fs::path(options.sysfsRoot);
-  std::optional<fs::path> thermal;
-  if (!options.thermalRoot.empty()) {
-    thermal = options.thermalRoot;
-  } else if (options.sysfsRoot.empty()) {
-    thermal = app::live::kThermalRoot;
-  }
-  app::live::SysfsBattery battery(root, app::live::SysfsBattery::systemNow, thermal);
-  if (!battery.batteryFolder()) {
-    err << "kestrin: no laptop battery under " << root.string() << "\n";
+  auto platform = app::live::platformFor({options.sysfsRoot, options.thermalRoot, options.powerLog});
+  if (!platform.battery) {
+    err << "kestrin: " << platform.problem << "\n";
     return 1;
   }
-
-  // A full disk or a read-only folder must not stop the service: it keeps
-  // its states in memory, says so once, and writes them when it can again.
-  // A file-size limit then fails the write instead of killing the process.
-  std::signal(SIGXFSZ, SIG_IGN);
-  app::StateStore store(
-      *stateFolder,
-      [&err, &note](const std::string& line) {
-        err << "kestrin: " << line << "\n";
-        note(line, true);
-      },
-      true, app::StateStore::WhenUnwritable::keepInMemory);
-  // What changes every few minutes is appended to a journal; the settings,
-  // which `kestrin settings` writes, stay a file of their own.
-  store.useJournal({"settings"});
-  // The threshold to put back when the limit is switched on again outlives
-  // the process: a limit switched off before a restart can still be restored.
-  if (const auto kept = store.loadJson("threshold"); kept && kept->is_object()) {
-    if (const auto it = kept->find("restore"); it != kept->end() && it->is_number_integer()) {
-      battery.rememberThreshold(it->get<int>());
-    }
-  }
-  auto persistThreshold = [&battery](app::StateStore& states) {
-    if (const auto value = battery.rememberedThreshold()) states.saveJson("threshold", Json{{"restore", *value}});
-  };
-
-  std::function<std::string()> powerLog;
-  std::shared_ptr<app::live::PowerLogFile> logFile;
-  std::shared_ptr<app::live::PowerLogFollower> follower;
-  if (!options.powerLog.empty()) {
-    logFile = std::make_shared<app::live::PowerLogFile>(options.powerLog);
-    follower = std::make_shared<app::live::PowerLogFollower>();
-    powerLog = [logFile, follower] { return follower->newPart(logFile->readNew(), app::live::SysfsBattery::systemNow()); };
-  }
-#ifdef __APPLE__
-  else {
-    // macOS keeps its power log behind pmset, which prints all of it each time.
-    auto pmset = std::make_shared<app::live::PowerLogFollower>();
-    powerLog = [pmset] { return pmset->newPart(app::live::readPmsetLog(), app::live::SysfsBattery::systemNow()); };
-  }
-#endif
-
+  const auto& stop = app::live::catchStopSignals(platform.wakeSources);
+  app::ServiceOptions service;
+  service.stateFolder = *stateFolder;
+  service.metrics = options.metrics;
+  if (options.interval) service.interval = Seconds{*options.interval};
+  // The log's lines are shown on a terminal too; the states' problems always.
+  if (::isatty(STDOUT_FILENO) == 1) service.echo = [&out](std::string_view line) { out << line << std::endl; };
+  service.problems = [&err](std::string_view line) { err << "kestrin: " << line << "\n"; };
+  app::Service kestrin(std::move(platform), std::move(service));
   // The language: --locale, else the one in the settings, else the system's.
-  const auto settings = store.load<app::Settings>("settings", app::Settings{});
-  if (options.locale.empty() && settings.locale && !useLocale(*settings.locale, err)) return 2;
-
-  const widget::AppGroup group = widget::AppGroup::open();
-  auto hooks = app::watchHooks(group, powerLog);
-  // On battery: which programs use the processor, for the background drain.
-  hooks.processes = [] { return app::live::readProcesses(); };
-  hooks.packageEnergy = [] { return app::live::readPackageEnergy(); };
-  // The days follow the system's time zone, read afresh at every tick (ICU
-  // keeps the zone it found at startup); the watch moves the monitor to a new
-  // zone, and the calendar files are read in the monitor's calendar.
-  auto timeZone = [] { return app::live::hostTimeZone().value_or(systemTimeZone()); };
-  const auto calendar = Calendar::gregorian(timeZone(), Formatting::localeName());
-  auto calendarFiles = std::make_shared<app::live::CalendarCache>(calendar, [&note](const std::string& line) {
-    note(line, true);
-  });
-  const Calendar* monitorCalendar = nullptr;  // set once the monitor exists
-  hooks.calendarEvents = [calendarFiles, &monitorCalendar](Date now, const std::string& path) {
-    if (monitorCalendar) calendarFiles->follow(*monitorCalendar);
-    return calendarFiles->events(now, path);
-  };
-  // Mice and keyboards beside the laptop's battery (the same folder on Linux).
-  std::optional<fs::path> accessoriesRoot;
-  if (!options.sysfsRoot.empty()) accessoriesRoot = fs::path(options.sysfsRoot);
-  hooks.accessories = [accessoriesRoot] { return app::live::readAccessories(accessoriesRoot); };
-  app::Monitor monitor(battery, battery, calendar, std::move(hooks));
-  monitorCalendar = &monitor.calendar();
-  std::vector<app::WakeSource> sources;
-#ifdef __linux__
-  const int signals = stopSignalDescriptor();
-  if (signals >= 0) {
-    sources.push_back({signals, {}, [signals] {
-                         signalfd_siginfo info{};
-                         while (::read(signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
-                         }
-                         stopRequested = 1;
-                         return false;
-                       }});
-  } else {
-    installStopHandlers();
-  }
-#else
-  installStopHandlers();
-#endif
-  // Plugging in or out is read at once, not at the next tick.
-  std::string noUdev;
-  const auto powerEvents = app::live::PowerSupplyEvents::open(noUdev);
-  if (powerEvents) {
-    sources.push_back({powerEvents->descriptor(), {}, [&powerEvents] { return powerEvents->drain(); }});
-  } else {
-    note("no udev monitor (" + noUdev + "); the battery is read at each interval only");
-  }
-
-  // Released alerts become desktop notifications; without a notification
-  // server they stay in the alerts list and the log, and that is said once.
-  app::live::DesktopNotifications desktop;
-  auto show = [&desktop, &monitor, &note](const std::vector<BatteryAlert>& alerts) {
-    for (const auto& alert : alerts) desktop.post(alert, monitor.settings().level);
-    if (const auto problem = desktop.newProblem()) {
-      note("no desktop notifications (" + *problem + "); alerts go to the alerts list only", true);
-    }
-  };
-  if (desktop.fd() >= 0) {
-    sources.push_back({desktop.fd(), [&desktop] { return desktop.events(); }, [&desktop, &monitor, &note] {
-                         const bool acted =
-                             app::actOnButtons(monitor, desktop.process(), app::live::SysfsBattery::systemNow());
-                         if (acted) note("not today, as asked on the notification");
-                         return acted;
-                       }});
-  } else if (const auto problem = desktop.newProblem()) {
-    note("no desktop notifications (" + *problem + "); alerts go to the alerts list only", true);
-  }
-
-  // Fleet metrics for node_exporter's textfile collector, after every tick.
-  app::AlertCounts postedCounts;
-  std::optional<Attention::Tone> tone;
-  bool metricsFailed = false;
-  auto ticked = [&](const app::TickReport& report, Date now) {
-    if (options.metrics.empty()) return;
-    app::countPosted(postedCounts, report.posted);
-    if (report.attention) tone = report.attention->tone;
-    const auto failure = app::writeMetricsFile(
-        options.metrics, app::metricsText(monitor.state(), monitor.calendar(), now, tone, postedCounts));
-    if (failure && !metricsFailed) note("cannot write the metrics: " + *failure, true);
-    metricsFailed = failure.has_value();
-  };
-
-  app::Watch watch(monitor, store, group,
-                   app::WatchOptions{.interval = options.interval ? std::optional<Seconds>(*options.interval) : std::nullopt,
-                                     .note = [&note](std::string_view line) { note(line); },
-                                     .clock = app::live::SysfsBattery::systemNow,
-                                     .persist = persistThreshold,
-                                     .sources = std::move(sources),
-                                     .show = show,
-                                     .ticked = ticked,
-                                     .timeZone = timeZone});
-
-  std::ostringstream start;
-  start << "watching " << battery.batteryFolder()->string() << " every "
-        << (options.interval ? *options.interval : static_cast<double>(settings.interval.count()))
-        << " s; states in "
-        << stateFolder->string();
-  if (const auto folder = group.container->folder()) start << "; widget in " << folder->string();
-  note(start.str());
-  watch.run(stopRequested);
+  const auto& locale = kestrin.storedSettings().locale;
+  if (options.locale.empty() && locale && !useLocale(*locale, err)) return 2;
+  kestrin.run(stop);
   return 0;
 }
 
