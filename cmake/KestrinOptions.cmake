@@ -18,6 +18,11 @@ if(KESTRIN_SANITIZE)
   target_link_options(kestrin_options INTERFACE ${_kestrin_san})
 endif()
 
+if(KESTRIN_COVERAGE)
+  target_compile_options(kestrin_options INTERFACE --coverage)
+  target_link_options(kestrin_options INTERFACE --coverage)
+endif()
+
 function(kestrin_apply_options target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:kestrin_options>)
 endfunction()

@@ -212,7 +212,7 @@ struct DesktopNotifications::Impl {
   Answer call(const Message& request) {
     const auto microseconds =
         static_cast<std::uint64_t>(std::max(1.0, std::ceil(callTimeout.count() * kMicrosecondsPerSecond)));
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};  // SD_BUS_ERROR_NULL, without the C compound literal
     sd_bus_message* reply = nullptr;
     Answer answer;
     answer.result = sd_bus_call(bus, request.get(), microseconds, &error, &reply);

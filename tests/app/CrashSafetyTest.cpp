@@ -5,22 +5,16 @@
 // minutes of booked time per kill: no alert, session or learned unplug lost.
 #include "app/StoredState.hpp"
 
-#include "../common/ToolRun.hpp"
+#include "tests/common/ToolRun.hpp"
 
 #include <gtest/gtest.h>
+
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
 #include <random>
 #include <set>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 namespace kestrin::app {
 namespace {
@@ -28,26 +22,11 @@ namespace {
 namespace fs = std::filesystem;
 using batterycore::BatteryAlert;
 
-#ifdef KESTRIN_TOOL_PATH
-const std::vector<std::string> kArguments{"simulate", "--days", "10", "--tick", "120", "--locale", "en_US",
-                                          "office-worker"};
-
 // Starts the simulation into `folder`; its output goes nowhere.
 pid_t startSimulation(const fs::path& folder) {
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    std::vector<std::string> arguments{KESTRIN_TOOL_PATH};
-    arguments.insert(arguments.end(), kArguments.begin(), kArguments.end());
-    arguments.push_back("--state");
-    arguments.push_back(folder.string());
-    std::vector<char*> argv;
-    for (auto& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    (void)std::freopen("/dev/null", "w", stdout);
-    ::execv(KESTRIN_TOOL_PATH, argv.data());
-    std::_Exit(127);
-  }
-  return pid;
+  return batterycore::testing::spawnKestrin({"simulate", "--days", "10", "--tick", "120", "--locale", "en_US",
+                                             "office-worker", "--state", folder.string()},
+                                            "/dev/null");
 }
 
 int finish(pid_t pid) {
@@ -78,12 +57,9 @@ std::vector<std::string> damageIn(const fs::path& folder) {
   for (const auto& d : readStoredState(folder).damaged) damage.push_back(d.line);
   return damage;
 }
-#endif
 
 TEST(CrashSafety, AKilledSimulationLosesAtMostTheLastTenMinutesAndNoAlert) {
-#ifndef KESTRIN_TOOL_PATH
-  GTEST_SKIP() << "the kestrin tool is not part of this build";
-#else
+  if (!batterycore::testing::kToolBuilt) GTEST_SKIP() << "the kestrin tool is not part of this build";
   const char* chosen = std::getenv("KESTRIN_SEED");
   const auto seed = chosen ? std::strtoull(chosen, nullptr, 10) : std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed) + "; rerun with KESTRIN_SEED=" + std::to_string(seed));
@@ -96,16 +72,16 @@ TEST(CrashSafety, AKilledSimulationLosesAtMostTheLastTenMinutesAndNoAlert) {
 
   const auto started = std::chrono::steady_clock::now();
   ASSERT_EQ(finish(startSimulation(whole)), 0);
-  const auto wholeRun = std::chrono::steady_clock::now() - started;
+  const auto span =
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started).count();
 
   // Kill at moments spread over the length of a whole run, until a run gets
   // through; each later run goes on from what the killed one left.
-  const auto span = std::chrono::duration_cast<std::chrono::milliseconds>(wholeRun).count();
   int kills = 0;
   for (int attempt = 0; attempt < 40; ++attempt) {
     const pid_t pid = startSimulation(killed);
-    std::this_thread::sleep_for(std::chrono::milliseconds(
-        std::uniform_int_distribution<long long>(span / 20, span / 4 + 1)(random)));
+    std::this_thread::sleep_for(
+        std::chrono::milliseconds(std::uniform_int_distribution<long long>(span / 20, span / 4 + 1)(random)));
     const bool stopped = ::kill(pid, SIGKILL) == 0;
     const int status = finish(pid);
     if (!stopped || !WIFSIGNALED(status)) {
@@ -124,10 +100,8 @@ TEST(CrashSafety, AKilledSimulationLosesAtMostTheLastTenMinutesAndNoAlert) {
   const auto expected = readStoredState(whole);
   const auto got = readStoredState(killed);
   ASSERT_TRUE(got.damaged.empty());
-
-  const auto expectedAlerts = alertsOf(expected.state);
   const auto gotAlerts = alertsOf(got.state);
-  for (const auto& alert : expectedAlerts) {
+  for (const auto& alert : alertsOf(expected.state)) {
     EXPECT_TRUE(gotAlerts.contains(alert)) << "lost the " << BatteryAlert::rawValue(alert.first) << " alert at "
                                            << alert.second;
   }
@@ -138,7 +112,6 @@ TEST(CrashSafety, AKilledSimulationLosesAtMostTheLastTenMinutesAndNoAlert) {
   EXPECT_NEAR(bookedMinutes(got.state), bookedMinutes(expected.state), 10.0 * kills);
   EXPECT_EQ(got.state.highCharge.days.size(), expected.state.highCharge.days.size());
   fs::remove_all(root);
-#endif
 }
 
 }  // namespace

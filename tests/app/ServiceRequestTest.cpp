@@ -1,3 +1,5 @@
+// A command's request to the service through the shared preferences: pending
+// for three seconds until it is answered, and nonsense never taken for one.
 #include "app/ServiceRequest.hpp"
 
 #include "KestrinWidget/SharedPreferencesPosix.hpp"
@@ -12,24 +14,22 @@
 namespace kestrin::app {
 namespace {
 
-namespace fs = std::filesystem;
-using batterycore::Date;
 using Kind = ServiceRequest::Kind;
 using namespace std::chrono_literals;
 
 class ServiceRequestTest : public ::testing::Test {
  protected:
-  void TearDown() override { fs::remove_all(folder_); }
-  fs::path folder_ = fs::temp_directory_path() / ("kestrin-requests-" + std::to_string(::getpid()) + "-" +
-                                                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+  const std::filesystem::path folder_ =
+      std::filesystem::temp_directory_path() / ("kestrin-requests-" + std::to_string(::getpid()));
   widget::FileSharedPreferences preferences_{folder_};
-  Date now_ = *batterycore::parseIso8601("2026-03-02T09:00:00Z");
+  const batterycore::Date now_ = *batterycore::parseIso8601("2026-03-02T09:00:00Z");
+  const std::string key_ = ServiceRequest::requestKey(Kind::chargeFull);
 };
 
 TEST_F(ServiceRequestTest, ARequestCountsForThreeSecondsUntilItIsAnswered) {
   const ServiceRequest request{Kind::chargeFull, now_, FullChargeOptions{false, true, 3}};
-  ASSERT_TRUE(preferences_.setDictionary(ServiceRequest::requestKey(Kind::chargeFull), request.dictionary()));
-
+  ASSERT_TRUE(preferences_.setDictionary(key_, request.dictionary()));
   const auto pending = ServiceRequest::pending(Kind::chargeFull, preferences_, now_ + 2s);
   ASSERT_TRUE(pending);
   EXPECT_EQ(pending->options, (FullChargeOptions{false, true, 3}));
@@ -37,25 +37,24 @@ TEST_F(ServiceRequestTest, ARequestCountsForThreeSecondsUntilItIsAnswered) {
   EXPECT_FALSE(ServiceRequest::pending(Kind::skipToday, preferences_, now_)) << "each kind has its own slot";
 
   // An answer to an earlier request does not count; the exact moment does.
-  ASSERT_TRUE(preferences_.setDictionary(ServiceRequest::answerKey(Kind::chargeFull),
-                                         ServiceRequest::answer({Kind::chargeFull, now_ - 1s, {}}, {true, "ok"})));
+  const auto answerKey = ServiceRequest::answerKey(Kind::chargeFull);
+  const ServiceRequest earlier{Kind::chargeFull, now_ - 1s, {}};
+  ASSERT_TRUE(preferences_.setDictionary(answerKey, ServiceRequest::answer(earlier, {true, "ok"})));
   EXPECT_TRUE(ServiceRequest::pending(Kind::chargeFull, preferences_, now_));
-  ASSERT_TRUE(preferences_.setDictionary(ServiceRequest::answerKey(Kind::chargeFull),
-                                         ServiceRequest::answer(request, {false, "Plug in first to charge to 100%."})));
+  ASSERT_TRUE(preferences_.setDictionary(answerKey, ServiceRequest::answer(request, {false, "Plug in first."})));
   EXPECT_FALSE(ServiceRequest::pending(Kind::chargeFull, preferences_, now_));
 }
 
 TEST_F(ServiceRequestTest, NonsenseIsNoRequest) {
-  const auto key = ServiceRequest::requestKey(Kind::chargeFull);
   for (const widget::PreferenceDictionary& dictionary :
        {widget::PreferenceDictionary{}, widget::PreferenceDictionary{{"at", std::string("now")}},
         widget::PreferenceDictionary{{"at", std::numeric_limits<double>::infinity()}}}) {
-    ASSERT_TRUE(preferences_.setDictionary(key, dictionary));
+    ASSERT_TRUE(preferences_.setDictionary(key_, dictionary));
     EXPECT_FALSE(ServiceRequest::pending(Kind::chargeFull, preferences_, now_));
   }
   // Hours out of range are dropped, not obeyed.
   ASSERT_TRUE(preferences_.setDictionary(
-      key, {{"at", batterycore::secondsSince1970(now_)}, {"untilUnplug", true}, {"hours", std::int64_t{-5}}}));
+      key_, {{"at", batterycore::secondsSince1970(now_)}, {"untilUnplug", true}, {"hours", std::int64_t{-5}}}));
   EXPECT_EQ(ServiceRequest::pending(Kind::chargeFull, preferences_, now_)->options.hours, std::nullopt);
 }
 

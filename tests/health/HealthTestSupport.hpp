@@ -6,9 +6,6 @@
 #include "BatteryCore/foundation/Date.hpp"
 #include "BatteryCore/readings/BatterySnapshot.hpp"
 
-#include <unicode/locid.h>
-
-#include <optional>
 #include "tests/common/UsingLocale.hpp"
 
 namespace batterycore::testing {
@@ -36,6 +33,5 @@ inline BatterySnapshot onCharger(Date at, Adapter adapter, double batteryW, doub
 inline Date local(const Calendar& calendar, int year, int month, int day, int hour = 0, int minute = 0) {
   return *calendar.date(year, month, day, hour, minute);
 }
-
 
 }  // namespace batterycore::testing

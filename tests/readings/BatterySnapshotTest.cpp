@@ -1,13 +1,9 @@
 #include "BatteryCore/readings/BatterySnapshot.hpp"
 
-#include "Readings.hpp"
-
 #include <gtest/gtest.h>
 
 namespace batterycore {
 namespace {
-
-using testing::reading;
 
 const char* kFullSnapshot = R"({
   "at": "2026-03-07T10:00:00Z", "percent": 81, "pluggedIn": true, "charging": false,
@@ -21,36 +17,26 @@ const char* kFullSnapshot = R"({
   "adapter": {"watts": 96, "description": "96W USB-C Power Adapter", "isWireless": false}
 })";
 
-TEST(BatterySnapshot, HeaderExampleHolds) {
-  EXPECT_EQ(reading(81, true, false, LimitState::on(80)).phase(), ChargePhase::holding(80));
-}
-
 TEST(BatterySnapshot, RoundTripsEveryFieldInOrder) {
   const Json json = Json::parse(kFullSnapshot);
   const auto snapshot = decode<BatterySnapshot>(json);
   EXPECT_EQ(snapshot.notChargingReason, 18446744073709551615ULL);
   EXPECT_EQ(snapshot.thermal, ThermalLevel::serious);
   EXPECT_EQ(snapshot.adapter->description, "96W USB-C Power Adapter");
-  const Json written = encode(snapshot);
-  EXPECT_EQ(written, json);  // same keys, same order, same values
-  EXPECT_EQ(decode<BatterySnapshot>(written), snapshot);
+  EXPECT_EQ(encode(snapshot), json);  // same keys, same order, same values
 }
 
 TEST(BatterySnapshot, OptionalFieldsMayBeMissingOrNull) {
   Json json = Json::parse(kFullSnapshot);
-  json.erase("adapter");
-  json.erase("minutesToFull");
+  for (const char* key : {"adapter", "minutesToFull", "systemLoadMilliW", "batteryPowerMilliW"}) json.erase(key);
   json["systemPowerInMilliW"] = nullptr;
-  json.erase("systemLoadMilliW");
-  json.erase("batteryPowerMilliW");
   const auto snapshot = decode<BatterySnapshot>(json);
   EXPECT_FALSE(snapshot.adapter);
   EXPECT_FALSE(snapshot.minutesToFull);
   EXPECT_EQ(snapshot.minutesToEmpty, 300);
   EXPECT_FALSE(snapshot.systemPowerInMilliW);
-  const Json written = encode(snapshot);
-  EXPECT_FALSE(written.contains("adapter"));
-  EXPECT_FALSE(written.contains("systemPowerInMilliW"));
+  json.erase("systemPowerInMilliW");
+  EXPECT_EQ(encode(snapshot), json);
 }
 
 TEST(BatterySnapshot, DecodingFailsAsAWhole) {
@@ -65,7 +51,6 @@ TEST(BatterySnapshot, DecodingFailsAsAWhole) {
       {"text for a bool", [](Json& j) { j["pluggedIn"] = "yes"; }, "pluggedIn"},
       {"fraction for an integer", [](Json& j) { j["cycleCount"] = 1.5; }, "cycleCount"},
       {"thermal 4", [](Json& j) { j["thermal"] = 4; }, "thermal"},
-      {"thermal -1", [](Json& j) { j["thermal"] = -1; }, "thermal"},
       {"two-key limit", [](Json& j) { j["limit"] = Json::parse(R"({"on":{"_0":80},"off":{}})"); }, "limit"},
       {"negative reason", [](Json& j) { j["slowChargingReason"] = -1; }, "slowChargingReason"},
       {"adapter without watts", [](Json& j) { j["adapter"].erase("watts"); }, "adapter.watts"},
@@ -81,17 +66,6 @@ TEST(BatterySnapshot, DecodingFailsAsAWhole) {
       EXPECT_EQ(error.path(), c.path) << c.what;
     }
   }
-}
-
-TEST(BatterySnapshot, ComparesEveryField) {
-  const auto base = decode<BatterySnapshot>(Json::parse(kFullSnapshot));
-  auto other = base;
-  EXPECT_EQ(base, other);
-  other.adapter->description = std::nullopt;
-  EXPECT_NE(base, other);
-  other = base;
-  other.batteryPowerMilliW = std::nullopt;
-  EXPECT_NE(base, other);
 }
 
 }  // namespace

@@ -6,24 +6,25 @@
 #include "BatteryCore/readings/BatterySnapshot.hpp"
 
 #include <cstdint>
-#include <optional>
 #include <string_view>
 
 namespace batterycore::fixtures {
 
 // A moment written the way a person reads it: "2026-03-02T10:00:00Z".
-Date at(std::string_view iso8601);
+inline Date at(std::string_view iso8601) { return parseIso8601(iso8601).value(); }
 
 struct Reading {
   std::int64_t percent = 80;
   bool pluggedIn = true;
   bool charging = false;
   LimitState limit = LimitState::on(80);
-  ThermalLevel thermal = ThermalLevel::nominal;
 };
 
-BatterySnapshot snapshot(const Reading& reading, Date when);
-
+inline BatterySnapshot snapshot(const Reading& r, Date when) {
+  return BatterySnapshot(when, r.percent, r.pluggedIn, r.charging, /*fullyCharged=*/false, std::nullopt,
+                         std::nullopt, r.limit, 0, 0, 0, ThermalLevel::nominal, 4000, 4100, 4500, 3200, 120, 1000,
+                         12500, r.charging ? 1500 : 0);
+}
 inline BatterySnapshot charging(std::int64_t percent, LimitState limit, Date when) {
   return snapshot({percent, true, true, std::move(limit)}, when);
 }

@@ -4,17 +4,13 @@
 // abort or a page of output.
 #include "tests/common/ToolRun.hpp"
 
-#include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <optional>
 #include <string>
+#include <utility>
 
 namespace kestrin::tool {
 namespace {
@@ -22,12 +18,10 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Case {
-  std::string arguments;  // "@" stands for the folder of prepared files
+  std::string arguments;
   int exitCode;
-  std::string names;      // what the one line must name: the file or the option
+  std::string names;  // what the one line must name: the file or the option
 };
-
-std::ostream& operator<<(std::ostream& out, const Case& c) { return out << "kestrin " << c.arguments; }
 
 std::string replaced(std::string text, const std::string& folder) {
   for (auto at = text.find('@'); at != std::string::npos; at = text.find('@', at + folder.size())) {
@@ -39,7 +33,8 @@ std::string replaced(std::string text, const std::string& folder) {
 // A snapshot the service wrote, valid in every way.
 constexpr const char* kReading = KESTRIN_TEST_DATA_DIR "/explain/charging.json";
 
-// Files that are wrong in every way a person's files go wrong.
+// Files that are wrong in every way a person's files go wrong; "@" stands for
+// the folder they are in.
 const Case kCases[] = {
     // The command line itself.
     {"frobnicate", 2, "frobnicate"},
@@ -124,77 +119,48 @@ const Case kCases[] = {
     {"energy --proc @/nowhere", 1, "@/nowhere"},
 };
 
-class BadInput : public ::testing::TestWithParam<Case> {
- protected:
-  static void SetUpTestSuite() {
-    folder_ = fs::temp_directory_path() / ("kestrin-bad-input-" + std::to_string(::getpid()));
-    fs::remove_all(folder_);
-    const auto write = [](const std::string& name, const std::string& contents) {
-      const auto file = folder_ / name;
-      fs::create_directories(file.parent_path());
-      std::ofstream(file, std::ios::binary) << contents;
-    };
-    write("empty.json", "");
-    constexpr char kGarbage[] = "\x1b\x7f\xfe\n{\"unclosed\": [\0\x01";
-    write("garbage.json", std::string(kGarbage, sizeof kGarbage - 1));
-    write("array.json", "[1, 2, 3]\n");
-    write("text.json", "\"80\"\n");
-    write("wrong-type.json", R"({"name": 5})");
-    write("samples-wrong.json", R"([{"at": 5, "maxCapacity": "full"}])");
-    write("mars.json", R"({"name": "mars", "timeZone": "Mars/Olympus", "days": 1})");
-    write("no-capacity.json", R"({"name": "flat", "days": 1, "battery": {"designCapacity": 0}})");
-    write("overfull.json", R"({"name": "overfull", "days": 1, "startPercent": 500})");
-    write("no-calendar.json", R"({"name": "trips", "days": 1, "calendar": "nowhere.ics"})");
-    write("bad-calendar.json", R"({"name": "trips", "days": 1, "calendar": "bad.ics"})");
-    write("bad.ics", "BEGIN:VCALENDAR\nBEGIN:VEVENT\nDTSTART:yesterday\n");
-    write("a-file", "not a folder\n");
-    write("bad-state/settings.json", "{\"interval\": 30,");
-    write("bad-state/health.json", R"({"samples": "none"})");
-    write("bad-state/alerts.json", "[{\"kind\": 7}]");
-    fs::create_directories(folder_ / "folder.json");
-    fs::create_directories(folder_ / "state");
-    // Nothing run here reaches this user's service, states or widget.
-    for (const char* name : {"HOME", "XDG_STATE_HOME", "KESTRIN_GROUP_DIR"}) {
-      const char* value = std::getenv(name);
-      saved_[name] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
-    }
-    ::setenv("HOME", (folder_ / "home").c_str(), 1);
-    ::unsetenv("XDG_STATE_HOME");
-    ::setenv("KESTRIN_GROUP_DIR", (folder_ / "group").c_str(), 1);
-  }
-
-  static void TearDownTestSuite() {
-    for (const auto& [name, value] : saved_) {
-      if (value) {
-        ::setenv(name.c_str(), value->c_str(), 1);
-      } else {
-        ::unsetenv(name.c_str());
-      }
-    }
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-  }
-
-  static inline fs::path folder_;
-  static inline std::map<std::string, std::optional<std::string>> saved_;
-};
-
-TEST_P(BadInput, OneLineNamingWhatIsWrong) {
+// Runs each case with a folder of prepared files in place of "@", and with
+// HOME and the group folder there too: nothing run here reaches this user's
+// service, states or widget.
+TEST(BadInput, EveryCommandSaysInOneLineWhatIsWrong) {
   if (!batterycore::testing::kToolBuilt) GTEST_SKIP() << "the kestrin tool is not part of this build";
-  const Case& c = GetParam();
-  const std::string arguments = replaced(c.arguments, folder_.string());
-  const auto run = batterycore::testing::runKestrinForErrors(arguments);
-  const std::string& err = run.out;
-  EXPECT_EQ(run.exitCode, c.exitCode) << arguments << "\n" << err;
-  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << arguments << "\n" << err;
-  EXPECT_TRUE(err.starts_with("kestrin: ") && err.ends_with("\n")) << arguments << "\n" << err;
-  EXPECT_NE(err.find(replaced(c.names, folder_.string())), std::string::npos) << arguments << "\n" << err;
-  for (const char* crash : {"terminate called", "Sanitizer", "Aborted", "what():", "Run with --help"}) {
-    EXPECT_EQ(err.find(crash), std::string::npos) << arguments << "\n" << err;
+  const fs::path folder = fs::temp_directory_path() / ("kestrin-bad-input-" + std::to_string(::getpid()));
+  fs::remove_all(folder);
+  constexpr char kGarbage[] = "\x1b\x7f\xfe\n{\"unclosed\": [\0\x01";
+  for (const auto& [name, contents] : std::initializer_list<std::pair<std::string, std::string>>{
+           {"empty.json", ""}, {"garbage.json", std::string(kGarbage, sizeof kGarbage - 1)},
+           {"array.json", "[1, 2, 3]\n"}, {"text.json", "\"80\"\n"}, {"wrong-type.json", R"({"name": 5})"},
+           {"samples-wrong.json", R"([{"at": 5, "maxCapacity": "full"}])"},
+           {"mars.json", R"({"name": "mars", "timeZone": "Mars/Olympus", "days": 1})"},
+           {"no-capacity.json", R"({"name": "flat", "days": 1, "battery": {"designCapacity": 0}})"},
+           {"overfull.json", R"({"name": "overfull", "days": 1, "startPercent": 500})"},
+           {"no-calendar.json", R"({"name": "trips", "days": 1, "calendar": "nowhere.ics"})"},
+           {"bad-calendar.json", R"({"name": "trips", "days": 1, "calendar": "bad.ics"})"},
+           {"bad.ics", "BEGIN:VCALENDAR\nBEGIN:VEVENT\nDTSTART:yesterday\n"}, {"a-file", "not a folder\n"},
+           {"bad-state/settings.json", "{\"interval\": 30,"}, {"bad-state/health.json", R"({"samples": "none"})"},
+           {"bad-state/alerts.json", "[{\"kind\": 7}]"}}) {
+    fs::create_directories((folder / name).parent_path());
+    std::ofstream(folder / name, std::ios::binary) << contents;
   }
+  fs::create_directories(folder / "folder.json");
+  fs::create_directories(folder / "state");
+  const std::string sandbox = "env -u XDG_STATE_HOME HOME='" + (folder / "home").string() + "' KESTRIN_GROUP_DIR='" +
+                              (folder / "group").string() + "' ";
+  for (const auto& c : kCases) {
+    const std::string arguments = replaced(c.arguments, folder.string());
+    SCOPED_TRACE("kestrin " + arguments);
+    const auto run =
+        batterycore::testing::runShell(sandbox + batterycore::testing::kTool + " " + arguments + " 2>&1 >/dev/null");
+    EXPECT_EQ(run.exitCode, c.exitCode) << run.out;
+    EXPECT_EQ(batterycore::testing::lineCount(run.out), 1) << run.out;
+    EXPECT_TRUE(run.out.starts_with("kestrin: ") && run.out.ends_with("\n")) << run.out;
+    EXPECT_NE(run.out.find(replaced(c.names, folder.string())), std::string::npos) << run.out;
+    for (const char* crash : {"terminate called", "Sanitizer", "Aborted", "what():", "Run with --help"}) {
+      EXPECT_EQ(run.out.find(crash), std::string::npos) << run.out;
+    }
+  }
+  fs::remove_all(folder);
 }
-
-INSTANTIATE_TEST_SUITE_P(EveryCommand, BadInput, ::testing::ValuesIn(kCases));
 
 }  // namespace
 }  // namespace kestrin::tool

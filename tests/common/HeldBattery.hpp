@@ -1,4 +1,4 @@
-// A plugged-in laptop held at one percent, whose limit follows the switch.
+// A plugged-in laptop at a given percent, its limit at 80%, whose limit follows the switch.
 #pragma once
 
 #include "app/LimitController.hpp"

@@ -2,7 +2,7 @@
 // place, where a test may change its files.
 //
 //   SysfsTree tree("thinkpad-two-batteries");
-//   writeFile(tree.root() / "BAT0" / "capacity", "79\n");
+//   write(tree.root() / "BAT0" / "capacity", "79\n");
 #pragma once
 
 #include "app/live/Uevent.hpp"
