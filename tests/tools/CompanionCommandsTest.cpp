@@ -1,7 +1,7 @@
 // `kestrin energy` and `kestrin plans`: the ranking of programs by power, and
 // what is coming, from the functions behind them to the tool's output.
-#include "app/EnergyView.hpp"
-#include "app/Plans.hpp"
+#include "app/views/EnergyView.hpp"
+#include "app/views/Plans.hpp"
 
 #include "tests/common/ToolRun.hpp"
 #include "tests/common/UsingLocale.hpp"

@@ -15,7 +15,7 @@
 //   kestrin report               the health report as one HTML file with charts
 //   kestrin export               the history (health, habits, alerts) as CSV or JSON
 //   kestrin diagnostics          a report to paste into a support request
-#include "app/ReadingTable.hpp"
+#include "app/views/ReadingTable.hpp"
 #include "tools/kestrin/AccessoriesCommand.hpp"
 #include "tools/kestrin/AlertsCommand.hpp"
 #include "tools/kestrin/CommandSupport.hpp"

@@ -1,4 +1,4 @@
-#include "app/EnergyView.hpp"
+#include "app/views/EnergyView.hpp"
 
 #include "BatteryCore/text/Formatting.hpp"
 #include "BatteryCore/text/Meaning.hpp"

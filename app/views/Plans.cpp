@@ -1,4 +1,4 @@
-#include "app/Plans.hpp"
+#include "app/views/Plans.hpp"
 
 #include "BatteryCore/departures/DepartureModel.hpp"
 #include "BatteryCore/readings/PowerFlow.hpp"

@@ -1,4 +1,4 @@
-#include "app/ReadingTable.hpp"
+#include "app/views/ReadingTable.hpp"
 
 #include "BatteryCore/readings/PowerFlow.hpp"
 
