@@ -222,6 +222,9 @@ std::string diagnosticReport(const DiagnosticsInput& input) {
                         machine.model ? *machine.model : Meaning::text("diagnostics.unknown", "Unknown")));
   lines.push_back(
       field(Meaning::text("diagnostics.limitAvailable", "Charge limit available"), yesNo(compatibility.limitSupported)));
+  if (!machine.limitSwitch.empty()) {
+    lines.push_back(field(Meaning::text("diagnostics.limitSwitch", "Charge limit switched by"), machine.limitSwitch));
+  }
   // The check's messages speak of Macs and macOS versions.
   if (machine.apple && compatibility.message) lines.push_back(*compatibility.message);
   if (input.reading) {

@@ -33,6 +33,7 @@ struct MachineFacts {
   std::string arch;                   // "x86_64", "arm64"
   batterycore::OSVersion osVersion;   // the kernel's or macOS's version
   std::optional<bool> limitSupported; // a charge threshold to switch; absent: no battery found
+  std::string limitSwitch;            // what switches it ("start and end thresholds 75% and 80% (...)")
   std::optional<std::string> model;   // "LENOVO 21CBCTO1WW", "Mac15,3"
   // What must not appear anywhere in the report.
   std::string hostName;

@@ -1,11 +1,13 @@
 // The service's platform everywhere but on Apple's systems: the kernel's
-// power-supply class for the battery and its threshold.
+// power-supply class for the battery (SysfsBattery) and its thresholds
+// (SysfsLimit).
 #ifndef __APPLE__
 
 #include "app/live/Platforms.hpp"
 
 #include "app/live/PowerSupplyEvents.hpp"
 #include "app/live/SysfsBattery.hpp"
+#include "app/live/SysfsLimit.hpp"
 
 namespace kestrin::app::live {
 
@@ -19,29 +21,25 @@ Platform platformFor(const PlatformOptions& options) {
   } else if (options.sysfsRoot.empty()) {
     thermal = kThermalRoot;
   }
-  auto battery = std::make_shared<SysfsBattery>(root, systemNow, thermal);
-  const auto folder = battery->batteryFolder();
+  const auto folder = SysfsBattery(root, systemNow).batteryFolder();
   if (!folder) {
     Platform none;
     none.problem = "no laptop battery under " + root.string();
     return none;
   }
+  auto limit = std::make_shared<SysfsLimit>(folder);
 
   Platform platform = commonPlatform(options);
-  platform.battery = battery;
-  platform.limit = battery;
+  platform.battery = std::make_shared<SysfsBattery>(root, systemNow, thermal, [limit] { return limit->state(); });
+  platform.limit = limit;
   platform.batteryName = folder->string();
-  // The threshold to put back when the limit is switched on again outlives
+  // The thresholds to put back when the limit is switched on again outlive
   // the process: a limit switched off before a restart can still be restored.
-  platform.restore = [battery](StateStore& store) {
-    if (const auto kept = store.loadJson("threshold"); kept && kept->is_object()) {
-      if (const auto it = kept->find("restore"); it != kept->end() && it->is_number_integer()) {
-        battery->rememberThreshold(it->get<int>());
-      }
-    }
+  platform.restore = [limit](StateStore& store) {
+    if (const auto kept = store.loadJson("threshold")) limit->keep(*kept);
   };
-  platform.persist = [battery](StateStore& store) {
-    if (const auto value = battery->rememberedThreshold()) store.saveJson("threshold", batterycore::Json{{"restore", *value}});
+  platform.persist = [limit](StateStore& store) {
+    if (auto kept = limit->kept(); !kept.empty()) store.saveJson("threshold", kept);
   };
 
   // Plugging in or out is read at once, not at the next tick.

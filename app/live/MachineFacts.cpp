@@ -1,6 +1,7 @@
 #include "app/live/MachineFacts.hpp"
 
 #include "app/live/SysfsBattery.hpp"
+#include "app/live/SysfsLimit.hpp"
 #include "app/live/Uevent.hpp"
 
 #include <pwd.h>
@@ -131,7 +132,9 @@ MachineFacts gatherMachineFacts(std::string version, const fs::path& powerSupply
 
   SysfsBattery battery(powerSupplyRoot);
   if (const auto folder = battery.batteryFolder()) {
-    facts.limitSupported = fs::exists(*folder / "charge_control_end_threshold", error);
+    const SysfsLimit limit(folder);
+    facts.limitSupported = limit.kind() != SysfsLimit::Kind::none;
+    facts.limitSwitch = limit.describe();
   }
   return facts;
 }

@@ -1,5 +1,7 @@
 #include "app/live/SysfsBattery.hpp"
 
+#include "app/live/SysfsLimit.hpp"
+
 #include "KestrinWidget/SharedContainer.hpp"
 #include "BatteryCore/text/Meaning.hpp"
 
@@ -29,9 +31,6 @@ using batterycore::LimitState;
 using batterycore::ThermalLevel;
 
 namespace {
-
-constexpr std::string_view kThresholdFile = "charge_control_end_threshold";
-constexpr int kThresholdOff = 100;
 
 constexpr double kFairCelsius = 70.0;
 constexpr double kSeriousCelsius = 80.0;
@@ -97,27 +96,6 @@ std::vector<fs::path> supplyFolders(const fs::path& root) {
   }
   std::sort(folders.begin(), folders.end());
   return folders;
-}
-
-std::optional<int> readThreshold(const fs::path& file) {
-  const auto text = readText(file);
-  if (!text) return std::nullopt;
-  const auto value = Uevent({{"threshold", withoutTrailingSpace(*text)}}).integer("threshold");
-  if (!value) return std::nullopt;
-  return saturatedInt(*value);
-}
-
-bool isThresholdOn(int value) { return value > 0 && value < kThresholdOff; }
-
-std::string noThresholdReason() {
-  return batterycore::Meaning::text("linux.threshold.missing",
-                                    "This laptop's battery driver has no charge threshold.");
-}
-
-std::string unreadableThresholdReason(const fs::path& file) {
-  return batterycore::Meaning::format("linux.threshold.unreadable",
-                                      "The battery driver reports a charge threshold Kestrin cannot read (%@).",
-                                      {file.string()});
 }
 
 }  // namespace
@@ -239,27 +217,18 @@ std::optional<BatterySnapshot> snapshotFrom(Date at, const Uevent& battery, cons
                          batteryPowerMilliW, adapter);
 }
 
-SysfsBattery::SysfsBattery(fs::path powerSupplyRoot, Clock clock, std::optional<fs::path> thermalRoot)
-    : root_(std::move(powerSupplyRoot)), clock_(std::move(clock)), thermalRoot_(std::move(thermalRoot)) {}
+SysfsBattery::SysfsBattery(fs::path powerSupplyRoot, Clock clock, std::optional<fs::path> thermalRoot,
+                           LimitReader limit)
+    : root_(std::move(powerSupplyRoot)),
+      clock_(std::move(clock)),
+      thermalRoot_(std::move(thermalRoot)),
+      limit_(std::move(limit)) {}
 
 std::optional<fs::path> SysfsBattery::batteryFolder() const {
   for (const auto& folder : supplyFolders(root_)) {
     if (isLaptopBattery(readSupply(folder))) return folder;
   }
   return std::nullopt;
-}
-
-LimitState SysfsBattery::limit() {
-  const auto folder = batteryFolder();
-  if (!folder) return LimitState::unavailable(noThresholdReason());
-  const fs::path file = *folder / kThresholdFile;
-  std::error_code error;
-  if (!fs::exists(file, error)) return LimitState::unavailable(noThresholdReason());
-  const auto value = readThreshold(file);
-  if (!value || *value <= 0 || *value > kThresholdOff) return LimitState::unavailable(unreadableThresholdReason(file));
-  if (*value == kThresholdOff) return LimitState::off(remembered_);
-  remembered_ = *value;
-  return LimitState::on(*value);
 }
 
 ThermalLevel SysfsBattery::thermal() const {
@@ -281,67 +250,18 @@ ThermalLevel SysfsBattery::thermal() const {
 std::optional<BatterySnapshot> SysfsBattery::read() {
   std::vector<Uevent> supplies;
   std::optional<Uevent> battery;
+  std::optional<fs::path> batteryFolder;
   for (const auto& folder : supplyFolders(root_)) {
     auto supply = readSupply(folder);
-    if (!battery && isLaptopBattery(supply)) battery = supply;
+    if (!battery && isLaptopBattery(supply)) {
+      battery = supply;
+      batteryFolder = folder;
+    }
     supplies.push_back(std::move(supply));
   }
   if (!battery) return std::nullopt;
-  return snapshotFrom(clock_(), *battery, supplies, limit(), thermal());
-}
-
-std::optional<std::string> SysfsBattery::writeThreshold(const fs::path& file, int value) const {
-  const std::string text = std::to_string(value);
-  const int fd = ::open(file.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
-  int failure = fd < 0 ? errno : 0;
-  if (fd >= 0) {
-    if (::write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) failure = errno;
-    if (::close(fd) != 0 && failure == 0) failure = errno;
-  }
-  if (failure == 0) return std::nullopt;
-  if (failure == EACCES || failure == EPERM) {
-    return batterycore::Meaning::format("linux.threshold.permission",
-                                        "Kestrin needs permission to change the charge threshold (%@).",
-                                        {file.string()});
-  }
-  return batterycore::Meaning::format("linux.threshold.writeFailed",
-                                      "Kestrin could not change the charge threshold (%@): %@",
-                                      {file.string(), std::string(std::strerror(failure))});
-}
-
-void SysfsBattery::rememberThreshold(int percent) {
-  if (isThresholdOn(percent)) remembered_ = percent;
-}
-
-std::optional<std::string> SysfsBattery::switchOff() {
-  const auto folder = batteryFolder();
-  if (!folder) return noThresholdReason();
-  const fs::path file = *folder / kThresholdFile;
-  std::error_code error;
-  if (!fs::exists(file, error)) return noThresholdReason();
-  const auto value = readThreshold(file);
-  if (!value || *value <= 0 || *value > kThresholdOff) return unreadableThresholdReason(file);
-  if (*value == kThresholdOff) return std::nullopt;
-  remembered_ = *value;
-  return writeThreshold(file, kThresholdOff);
-}
-
-std::optional<std::string> SysfsBattery::switchOn() {
-  const auto folder = batteryFolder();
-  if (!folder) return noThresholdReason();
-  const fs::path file = *folder / kThresholdFile;
-  std::error_code error;
-  if (!fs::exists(file, error)) return noThresholdReason();
-  const auto value = readThreshold(file);
-  if (!value || *value <= 0 || *value > kThresholdOff) return unreadableThresholdReason(file);
-  if (isThresholdOn(*value)) {
-    remembered_ = *value;
-    return std::nullopt;
-  }
-  if (!remembered_) {
-    return batterycore::Meaning::text("linux.threshold.nothingToRestore", "No earlier limit to restore.");
-  }
-  return writeThreshold(file, *remembered_);
+  const LimitState limit = limit_ ? limit_() : SysfsLimit(batteryFolder).state();
+  return snapshotFrom(clock_(), *battery, supplies, limit, thermal());
 }
 
 }  // namespace kestrin::app::live

@@ -1,10 +1,9 @@
-// SysfsBattery: the laptop battery and its charge threshold as Linux shows
-// them under /sys/class/power_supply, as a BatterySource and a LimitController.
+// SysfsBattery: the laptop battery as Linux shows it under
+// /sys/class/power_supply, as a BatterySource. Its charge limit is read, and
+// switched, by SysfsLimit.
 //
 //   SysfsBattery battery;                          // the real folder, the system clock
 //   auto reading = battery.read();                 // absent on a machine without a battery
-//   battery.switchOff();                           // writes "100": charge to full
-//   battery.switchOn();                            // writes back the threshold it replaced
 //
 // The laptop's battery is the first supply (in name order) of type "Battery"
 // whose scope is not "Device": mice, keyboards and pens report scope Device.
@@ -19,15 +18,11 @@
 // rating uses), or at the present voltage when that is all it gives; charge
 // (µAh) is used as it stands.
 //
-// The limit is the battery's charge_control_end_threshold: below 100 it is on
-// at that value, 100 is off. Switching off remembers the value it replaced so
-// switching on can restore it; this object never picks a threshold itself.
 #pragma once
 
 #include "BatteryCore/readings/BatterySnapshot.hpp"
 #include "BatteryCore/readings/LimitState.hpp"
 #include "BatteryCore/readings/ThermalLevel.hpp"
-#include "app/LimitController.hpp"
 #include "app/live/SystemClock.hpp"
 #include "app/live/Uevent.hpp"
 
@@ -59,40 +54,30 @@ std::optional<batterycore::BatterySnapshot> snapshotFrom(batterycore::Date at, c
                                                          batterycore::LimitState limit,
                                                          batterycore::ThermalLevel thermal);
 
-class SysfsBattery final : public batterycore::BatterySource, public LimitController {
+class SysfsBattery final : public batterycore::BatterySource {
  public:
   using Clock = std::function<batterycore::Date()>;
+  // The limit as it stands now; none: a SysfsLimit on the battery's folder,
+  // made afresh for each reading.
+  using LimitReader = std::function<batterycore::LimitState()>;
 
   // `thermalRoot`, when given, is a folder like /sys/class/thermal whose
   // thermal_zone*/temp files (m°C) set the thermal level; without it the level
   // stays nominal.
   explicit SysfsBattery(std::filesystem::path powerSupplyRoot = kPowerSupplyRoot, Clock clock = systemNow,
-                        std::optional<std::filesystem::path> thermalRoot = std::nullopt);
+                        std::optional<std::filesystem::path> thermalRoot = std::nullopt, LimitReader limit = {});
 
   std::optional<batterycore::BatterySnapshot> read() override;
-  std::optional<std::string> switchOn() override;
-  std::optional<std::string> switchOff() override;
 
   // The folder of the laptop's battery; absent when there is none.
   std::optional<std::filesystem::path> batteryFolder() const;
-  // The charge threshold as it stands now.
-  batterycore::LimitState limit();
-
-  // The threshold that switching on restores: the last one below 100 seen or
-  // replaced. A service keeps it between runs, so a limit switched off before
-  // a restart can still be put back.
-  std::optional<int> rememberedThreshold() const { return remembered_; }
-  // Ignored unless 1 to 99.
-  void rememberThreshold(int percent);
-
  private:
-  std::optional<std::string> writeThreshold(const std::filesystem::path& file, int value) const;
   batterycore::ThermalLevel thermal() const;
 
   std::filesystem::path root_;
   Clock clock_;
   std::optional<std::filesystem::path> thermalRoot_;
-  std::optional<int> remembered_;  // the last threshold below 100 seen or replaced
+  LimitReader limit_;
 };
 
 }  // namespace kestrin::app::live

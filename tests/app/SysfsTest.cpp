@@ -5,6 +5,7 @@
 #include "app/live/AppleAccessories.hpp"
 #include "app/live/SysfsAccessories.hpp"
 #include "app/live/SysfsBattery.hpp"
+#include "app/live/SysfsLimit.hpp"
 
 #include "BatteryCore/health/AccessoryRule.hpp"
 #include "tests/common/SysfsTree.hpp"
@@ -82,9 +83,10 @@ TEST(SysfsBattery, ReadsTheAttributeFilesOverUevent) {
   SysfsTree peripherals("peripherals-only");
   auto none = batteryIn(peripherals);
   EXPECT_EQ(none.read(), nullopt) << "no laptop battery";
-  EXPECT_EQ(none.limit(), LimitState::unavailable(kNoThreshold));
-  EXPECT_EQ(none.switchOff(), kNoThreshold);
-  EXPECT_EQ(none.switchOn(), kNoThreshold);
+  SysfsLimit noLimit(none.batteryFolder());
+  EXPECT_EQ(noLimit.state(), LimitState::unavailable(kNoThreshold));
+  EXPECT_EQ(noLimit.switchOff(), kNoThreshold);
+  EXPECT_EQ(noLimit.switchOn(), kNoThreshold);
   EXPECT_EQ(SysfsBattery("/nonexistent/kestrin/power_supply", [] { return kNow; }).read(), nullopt);
 }
 
@@ -137,61 +139,79 @@ TEST(SysfsBattery, ThermalLevelFromTheHottestZone) {
 }
 
 // The limit, on a copy of the ThinkPad that holds at 80 %. Off remembers
-// only what this object saw.
-TEST(SysfsBatteryLimit, SwitchOffThenOnRestoresTheThreshold) {
+// only what this object saw, or what a service kept for it.
+TEST(SysfsLimit, SwitchOffThenOnPutsBackWhatWasThere) {
   SysfsTree tree("thinkpad-two-batteries");
-  const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
-  auto battery = batteryIn(tree);
-  EXPECT_EQ(battery.switchOff(), nullopt);
-  EXPECT_EQ(contents(threshold), "100");
-  EXPECT_EQ(battery.read()->limit, LimitState::off(80));
-  EXPECT_EQ(battery.switchOff(), nullopt);  // already off: nothing to do
-  EXPECT_EQ(battery.switchOn(), nullopt);
-  EXPECT_EQ(contents(threshold), "80");
-  EXPECT_EQ(battery.read()->limit, LimitState::on(80));
-
-  write(threshold, "100\n");
-  auto another = batteryIn(tree);
-  EXPECT_EQ(another.read()->limit, LimitState::off());
-  EXPECT_EQ(another.switchOn(), "No earlier limit to restore.");
-  EXPECT_EQ(contents(threshold), "100\n");
-  write(threshold, "60\n");  // set outside the app
-  EXPECT_EQ(another.read()->limit, LimitState::on(60));
-  write(threshold, "100\n");
-  EXPECT_EQ(another.read()->limit, LimitState::off(60));
-  EXPECT_EQ(another.switchOn(), nullopt);
-  EXPECT_EQ(contents(threshold), "60");
+  const fs::path end = tree.root() / "BAT0" / "charge_control_end_threshold";
+  const fs::path start = tree.root() / "BAT0" / "charge_control_start_threshold";
+  struct Case {
+    const char* what;
+    std::optional<std::string> start;  // absent: a driver with the end threshold only
+    const char* describe;
+  };
+  const Case cases[] = {
+      {"end only", nullopt, "end threshold 80%"},
+      {"start and end", "75\n", "start and end thresholds 75% and 80%"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    write(end, "80\n");
+    fs::remove(start);
+    if (c.start) write(start, *c.start);
+    SysfsLimit limit(tree.root() / "BAT0");
+    EXPECT_EQ(limit.kind(), c.start ? SysfsLimit::Kind::startAndEnd : SysfsLimit::Kind::endOnly);
+    EXPECT_EQ(limit.describe().rfind(c.describe, 0), 0u) << limit.describe();
+    EXPECT_EQ(limit.switchOff(), nullopt);
+    EXPECT_EQ(contents(end), "100");
+    // With a start threshold, charging begins now, not below 75 %.
+    if (c.start) {
+      EXPECT_EQ(contents(start), "99");
+    }
+    EXPECT_EQ(batteryIn(tree).read()->limit, LimitState::off());
+    EXPECT_EQ(limit.state(), LimitState::off(80));
+    EXPECT_EQ(limit.switchOff(), nullopt);  // already off: nothing to do
+    // A restart in between: the service hands over what it kept.
+    SysfsLimit restarted(tree.root() / "BAT0");
+    EXPECT_EQ(restarted.switchOn(), "No earlier limit to restore.");
+    restarted.keep(limit.kept());
+    EXPECT_EQ(restarted.switchOn(), nullopt);
+    EXPECT_EQ(contents(end), "80");
+    if (c.start) {
+      EXPECT_EQ(contents(start), "75");
+    }
+    EXPECT_EQ(restarted.state(), LimitState::on(80));
+  }
 }
 
-TEST(SysfsBatteryLimit, MissingOrNonsenseThresholdIsUnavailableAndLeftAlone) {
+TEST(SysfsLimit, ThresholdsItCannotUseAreToldAndLeftAlone) {
   SysfsTree legion("legion-go-s");
-  auto noFile = batteryIn(legion);
-  EXPECT_EQ(noFile.limit(), LimitState::unavailable(kNoThreshold));
+  SysfsLimit noFile(legion.root() / "BAT0");
+  EXPECT_EQ(noFile.kind(), SysfsLimit::Kind::none);
+  EXPECT_EQ(noFile.state(), LimitState::unavailable(kNoThreshold));
   EXPECT_EQ(noFile.switchOff(), kNoThreshold);
-  EXPECT_EQ(noFile.switchOn(), kNoThreshold);
   EXPECT_FALSE(fs::exists(legion.root() / "BAT0" / "charge_control_end_threshold"));
 
-  SysfsTree thinkpad("thinkpad-two-batteries");  // a driver bug once reported 78497792 here
+  SysfsTree thinkpad("thinkpad-two-batteries");
   const fs::path threshold = thinkpad.root() / "BAT0" / "charge_control_end_threshold";
-  write(threshold, "78497792\n");
-  auto nonsense = batteryIn(thinkpad);
   const std::string unreadable =
       "The battery driver reports a charge threshold Kestrin cannot read (" + threshold.string() + ").";
-  EXPECT_EQ(nonsense.limit(), LimitState::unavailable(unreadable));
+  write(threshold, "78497792\n");  // a driver bug once reported this
+  SysfsLimit nonsense(thinkpad.root() / "BAT0");
+  EXPECT_EQ(nonsense.state(), LimitState::unavailable(unreadable));
   EXPECT_EQ(nonsense.switchOff(), unreadable);
   EXPECT_EQ(nonsense.switchOn(), unreadable);
   EXPECT_EQ(contents(threshold), "78497792\n");
 }
 
-TEST(SysfsBatteryLimit, ReadOnlyThresholdIsRefusedWithItsPath) {
+TEST(SysfsLimit, ReadOnlyThresholdIsRefusedWithItsPath) {
   if (::geteuid() == 0) GTEST_SKIP() << "running as root, which writes read-only files anyway";
   SysfsTree tree("thinkpad-two-batteries");
   const fs::path threshold = tree.root() / "BAT0" / "charge_control_end_threshold";
   ASSERT_EQ(::chmod(threshold.c_str(), 0444), 0);
-  auto battery = batteryIn(tree);
-  EXPECT_EQ(battery.switchOff(), "Kestrin needs permission to change the charge threshold (" + threshold.string() + ").");
+  SysfsLimit limit(tree.root() / "BAT0");
+  EXPECT_EQ(limit.switchOff(), "Kestrin needs permission to change the charge threshold (" + threshold.string() + ").");
   EXPECT_EQ(contents(threshold), "80\n");
-  EXPECT_EQ(battery.limit(), LimitState::on(80));
+  EXPECT_EQ(limit.state(), LimitState::on(80));
 }
 
 TEST(Uevent, ReadsValuesAsTheKernelWritesThem) {
