@@ -223,7 +223,7 @@ std::string diagnosticReport(const DiagnosticsInput& input) {
   lines.push_back(
       field(Meaning::text("diagnostics.limitAvailable", "Charge limit available"), yesNo(compatibility.limitSupported)));
   if (!machine.limitSwitch.empty()) {
-    lines.push_back(field(Meaning::text("diagnostics.limitSwitch", "Charge limit switched by"), machine.limitSwitch));
+    lines.push_back(field(Meaning::text("diagnostics.limitSwitchedBy", "Charge limit switched by"), machine.limitSwitch));
   }
   // The check's messages speak of Macs and macOS versions.
   if (machine.apple && compatibility.message) lines.push_back(*compatibility.message);

@@ -24,7 +24,7 @@ TEST(Diagnostics, OneLinePerRuleTheLastTwentyAlertsAndNoNames) {
   const batterycore::testing::UsingLocale english("en_US");
   DiagnosticsInput input;
   input.machine = MachineFacts{.apple = false, .version = "Kestrin 0.1.0", .system = "Linux 6.8.0-45-generic",
-                               .arch = "x86_64", .osVersion = {6, 8, 0}, .limitSupported = true,
+                               .arch = "x86_64", .osVersion = {6, 8, 0}, .limitSupported = true, .limitSwitch = "end threshold 80%",
                                .model = "LENOVO 21CB on Alice-Laptop", .hostName = "alice-laptop",
                                .userName = "alice", .homeFolder = "/home/alice", .privateWords = {"SN-0042"}};
   input.settings.calendarPath = "/home/alice/.calendars/alice.ics";
